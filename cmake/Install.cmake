@@ -1,0 +1,33 @@
+# Install contract: both libraries with their SONAME links, a CMake package
+# giving zarncrt::core++ (and zarncrt::core), and pkg-config files.
+include(CMakePackageConfigHelpers)
+
+set(ZARNCRT_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/zarncrt_core++)
+
+install(TARGETS zarncrt_core zarncrt_core++
+  EXPORT zarncrt_coreTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zarncrt_core++)
+
+install(EXPORT zarncrt_coreTargets
+  NAMESPACE zarncrt::
+  FILE zarncrt_core++Targets.cmake
+  DESTINATION ${ZARNCRT_CMAKE_DIR})
+
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/zarncrt_core++Config.cmake.in
+  ${PROJECT_BINARY_DIR}/zarncrt_core++Config.cmake
+  INSTALL_DESTINATION ${ZARNCRT_CMAKE_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/zarncrt_core++ConfigVersion.cmake
+  VERSION ${PROJECT_VERSION}
+  COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${PROJECT_BINARY_DIR}/zarncrt_core++Config.cmake
+  ${PROJECT_BINARY_DIR}/zarncrt_core++ConfigVersion.cmake
+  DESTINATION ${ZARNCRT_CMAKE_DIR})
+
+foreach(pc zarncrt_core zarncrt_core++)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${pc}.pc.in ${PROJECT_BINARY_DIR}/${pc}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${pc}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()

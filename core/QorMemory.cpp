@@ -1,0 +1,49 @@
+// Memory blocks and text copies of the runtime core library.
+#include "core/OutOfMemory.h"
+#include "core/QorCore.h"
+
+#include <cstdlib>
+#include <cstring>
+
+extern "C" {
+
+void* QorMemAlloc(size_t size)
+{
+    // A zero-size request still yields a block the callers can free.
+    const size_t bytes = size == 0 ? 1 : size;
+    // malloc + memset rather than calloc: glibc's calloc bypasses the
+    // per-thread cache of recently freed blocks, and the tree allocates a
+    // fresh small array on every insertion.
+    void* block = zarn::checked(std::malloc(bytes), "QorMemAlloc", bytes);
+    std::memset(block, 0, bytes);
+    return block;
+}
+
+void* QorMemRealloc(void* block, size_t size)
+{
+    const size_t bytes = size == 0 ? 1 : size;
+    return zarn::checked(std::realloc(block, bytes), "QorMemRealloc", bytes);
+}
+
+void QorMemFree(void* block)
+{
+    std::free(block);
+}
+
+char* QorStrDup(const char* text)
+{
+    const char* source = text != nullptr ? text : "";
+    const size_t bytes = std::strlen(source) + 1;
+    char* copy = static_cast<char*>(zarn::checked(std::malloc(bytes), "QorStrDup", bytes));
+    std::memcpy(copy, source, bytes);
+    return copy;
+}
+
+void QorMemCopy(void* dst, const void* src, long long count)
+{
+    if (count > 0) {
+        std::memcpy(dst, src, static_cast<size_t>(count));
+    }
+}
+
+}  // extern "C"
