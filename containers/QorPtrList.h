@@ -1,0 +1,38 @@
+// QorPtrList: an indexed, growable list of untyped pointers.
+//
+// The list owns its slot array (malloc/realloc/free), never what the
+// pointers refer to. Reads out of range give NULL.
+#ifndef ZARNCRT_CONTAINERS_QORPTRLIST_H
+#define ZARNCRT_CONTAINERS_QORPTRLIST_H
+
+#include "core/ZarnExport.h"
+
+class ZARNCRT_EXPORT QorPtrList {
+public:
+    // An empty list without a slot array.
+    QorPtrList();
+    // Frees the slot array; the pointed-to objects are not touched.
+    ~QorPtrList();
+    QorPtrList(QorPtrList const&) = delete;
+    QorPtrList& operator=(QorPtrList const&) = delete;
+
+    // Number of elements.
+    int size();
+    // Stores p after the last element (grows to count + 10 free slots).
+    void append(void* p);
+    // Stores p at index, moving later elements up. An index below 0 inserts
+    // at 0; above size() it appends.
+    void insert(int index, void* p);
+    // Forgets the element at index, moving later elements down; an index out
+    // of range does nothing. The slot array never shrinks.
+    void remove(int index);
+    // The element at index, or NULL when index is out of range.
+    void* get(int index);
+
+protected:
+    int capacity;     // slots allocated
+    int count;        // slots in use, 0..count-1
+    void** elements;  // slot array, or NULL
+};
+
+#endif

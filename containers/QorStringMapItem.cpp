@@ -1,0 +1,35 @@
+// QorStringMap::MapItem: one key copy, one value, one release mode.
+#include <cstdlib>
+#include <cstring>
+
+#include "containers/QorStringMap.h"
+
+// Items start in mode eQorAllocNone so that an item destroyed before any
+// bucket takes it never frees its value.
+QorStringMap::MapItem::MapItem() : value(nullptr), deallocate(eQorAllocNone) {}
+
+QorStringMap::MapItem::MapItem(char const* keyText, void* value)
+    : value(value), deallocate(eQorAllocNone)
+{
+    if (keyText != nullptr) {
+        key.append(keyText, static_cast<int>(std::strlen(keyText)));
+    }
+}
+
+QorStringMap::MapItem::MapItem(CStringBuffer& source, void* value)
+    : value(value), deallocate(eQorAllocNone)
+{
+    key.set(source);
+}
+
+QorStringMap::MapItem::~MapItem()
+{
+    if (deallocate == eQorAllocFree || deallocate == eQorAllocFreeAlt) {
+        std::free(value);
+    }
+}
+
+void QorStringMap::MapItem::setDeallocate(EQorAllocMode mode)
+{
+    deallocate = mode;
+}
