@@ -1,0 +1,156 @@
+// BPlusKey: the value a B+ tree orders, and IBPlusData, the payload a key
+// carries.
+//
+// A key holds one value of one type, fixed at construction: a 32-bit
+// integer, a double, or a text (BPlusCompositeKey adds composite keys).
+// Besides its value it carries an optional name, a null flag and attached
+// data. BPlusKey::Compare is the order of the whole tree; callers use only
+// the sign of its result.
+//
+// Text keys may be brought into a canonical form by one process-wide
+// normalizer (SetNormalizer), run once whenever a text key's value is set, so
+// that comparing two normalized keys is a single memcmp.
+//
+// Ownership: a key owns its text, normalized copy and name. Keys are made
+// with new (by the factories and Clone) and destroyed with delete; whoever
+// receives a new key owns it. Attached data is released by the release rule:
+// its Dealloc() is asked, and the object is deleted only when it answers true.
+#ifndef ZARNCRT_BTREE_BPLUSKEY_H
+#define ZARNCRT_BTREE_BPLUSKEY_H
+
+#include <cstdio>
+
+#include "core/ZarnExport.h"
+
+class CStringBuffer;
+
+// Data attached to a key. Derive from it; answer Dealloc() with true to have
+// the holder delete the object when it lets go of it, false to keep it alive.
+class ZARNCRT_EXPORT IBPlusData {
+public:
+    virtual ~IBPlusData();
+    // Asked whenever a holder lets go of this object: true means "delete me".
+    virtual bool Dealloc() = 0;
+};
+
+class ZARNCRT_EXPORT BPlusKey {
+public:
+    // Stored as a 32-bit int; a key may carry any other number as its type,
+    // in which case it holds no value (setters and printing do nothing and it
+    // compares equal to any key when it is the first operand).
+    enum EBPlusKeyType : int {
+        eIntegerKey = 0,   // value in m_nValue
+        eNumberKey = 1,    // value in m_fValue
+        eCharKey = 2,      // value in m_szValue / m_nLength
+        eCompositeKey = 3  // parts of a BPlusCompositeKey
+    };
+
+    // A key of the given type with no value: 0, 0.0, no text, no name, not
+    // null, no data.
+    BPlusKey(EBPlusKeyType type);
+    // A key of other's type into which other's own CopyTo copies its value
+    // and name (and null flag).
+    BPlusKey(BPlusKey& other);
+    // Frees the text, releases the data, frees the normalized copy and name.
+    virtual ~BPlusKey();
+    BPlusKey& operator=(BPlusKey const&) = delete;
+
+    // A new integer key holding value; the caller owns it.
+    static BPlusKey* NewIntegerKey(int value);
+    // A new number key holding value; the caller owns it.
+    static BPlusKey* NewNumberKey(double value);
+    // A new text key holding a copy of text (normalized when a normalizer is
+    // installed); the caller owns it. NULL gives a text key without text.
+    static BPlusKey* NewCharKey(char const* text);
+
+    // A new key of this key's type holding a copy of its value, name and null
+    // flag (no data); the caller owns it.
+    virtual BPlusKey* Clone();
+    // Copies this key's value (into the field this key's type uses), name and
+    // null flag into target; target's data pointer is dropped without being
+    // released. Copying a key onto itself does nothing.
+    virtual void CopyTo(BPlusKey& target);
+    // Releases the data held (release rule), then holds data (may be NULL).
+    // Handing the key the data it already holds changes nothing.
+    virtual void SetData(IBPlusData* data);
+    // The attached data, or NULL; the key keeps it.
+    virtual IBPlusData* GetData();
+    // Writes the value as text to stream (no line end).
+    virtual void PrintKey(FILE* stream);
+    // Appends the value as text to out: "%d", "%0.2lf" or the text itself.
+    virtual void PrintKey(CStringBuffer& out);
+
+    // The key's type.
+    EBPlusKeyType GetType();
+    // m_nValue, whatever the type.
+    int GetIntValue();
+    // m_fValue, whatever the type.
+    double GetFloatValue();
+    // The key's own text (NULL when none); stores its length through length
+    // when length is not NULL.
+    char* GetCharValue(int* length);
+
+    // Replaces the name by a copy of name (NULL removes it).
+    void SetName(char const* name);
+    // The key's name, or NULL.
+    char* GetName();
+    // Sets the null flag, which only the composite comparison consults.
+    void SetNull(bool isNull);
+    // The null flag.
+    bool IsNull();
+
+    // Sets the value from an int: integer as is, number converted, text
+    // formatted with "%d".
+    void SetKey(int value);
+    // Sets the value from a double: integer truncated toward zero (NaN: 0,
+    // saturating at the 32-bit limits), number as is, text formatted with
+    // "%0.2lf" and cut to 63 characters.
+    void SetKey(double value);
+    // Sets the value from text: integer read as strtol does (low 32 bits),
+    // number as strtod does, text copied. NULL changes nothing.
+    void SetKey(char const* text);
+    // Sets the value from a buffer's text, as SetKey(char const*) does; a text
+    // key copies the buffer's length() bytes.
+    void SetKey(CStringBuffer& text);
+
+    // Installs the process-wide text normalizer (NULL switches normalizing
+    // off) and the value passed as its third argument. Existing keys are not
+    // touched. Set it before keys are made and compared, from one thread.
+    static void SetNormalizer(int (*normalizer)(char*, int*, int), int data);
+    // Remakes the normalized copy from the text with the installed
+    // normalizer; does nothing without a normalizer or without text.
+    void Normalize();
+
+    // The tree order: negative, 0 or positive as a sorts before, equal to or
+    // after b. a's type chooses the rule. a must not be NULL; b may be NULL
+    // only when a is composite.
+    static int Compare(BPlusKey* a, BPlusKey* b);
+
+    // Lets go of the attached data without releasing it and returns it; the
+    // caller becomes responsible for it.
+    IBPlusData* DetachData();
+
+    // The normalizer installed with SetNormalizer, or NULL.
+    static int (*m_normalizer)(char*, int*, int);
+    // Third argument handed to the normalizer.
+    static int m_nNormalizeData;
+
+protected:
+    EBPlusKeyType m_type;     // fixed at construction
+    int m_nValue;             // integer value
+    double m_fValue;          // number value
+    char* m_szValue;          // text (core memory), or NULL
+    int m_nLength;            // text length
+    char* m_szNormalized;     // normalized copy (core memory), or NULL
+    int m_nNormalizedLength;  // significant bytes of the normalized copy
+    char* m_szName;           // optional name (core memory), or NULL
+    bool m_bNull;             // stands for no value (composite comparison)
+    IBPlusData* m_pData;      // attached data, or NULL
+
+private:
+    // Makes text (core memory, length bytes) the key's text in place of the
+    // old one, and remakes the normalized copy from it.
+    ZARNCRT_HIDDEN void TakeText(char* text, int length);
+};
+
+#endif

@@ -1,0 +1,293 @@
+// BPlusNode: insertion. Add on the root, built from the descent, the right-
+// edge leaf creation, InsertLeaf, InsertIndex and Split.
+//
+// Every insertion into a node builds fresh arrays (QorMemAlloc) and installs
+// them; keys are never shifted in place.
+#include <cstring>
+
+#include "btree/BPlusKey.h"
+#include "btree/BPlusNode.h"
+#include "btree/BPlusNodeInternal.h"
+#include "core/QorCore.h"
+
+namespace {
+
+template <typename T>
+T** newSlots(int count)
+{
+    return static_cast<T**>(QorMemAlloc(sizeof(T*) * static_cast<size_t>(count)));
+}
+
+template <typename T>
+void copySlots(T** to, T* const* from, int count)
+{
+    if (count > 0) {
+        std::memcpy(to, from, sizeof(T*) * static_cast<size_t>(count));
+    }
+}
+
+}  // namespace
+
+BPlusNode* BPlusNode::Add(BPlusKey* key, bool bReplaceData)
+{
+    if (key == nullptr || !IsValid()) {
+        return this;  // nothing stored: the key stays the caller's
+    }
+    DescentPath path(nullptr);
+    BPlusNode* leaf = m_bLeaf ? this : Descend(key, &path);
+    int position = 0;
+    if (leaf == nullptr) {
+        // Beyond every bound (always so for the first key): a new leaf at the
+        // right edge; it is empty, so there is nothing to be equal to.
+        leaf = AppendEdgeLeaf(key);
+        if (leaf == nullptr) {
+            return this;
+        }
+    } else {
+        zarn::prefetchKeys(leaf->m_pKeys, leaf->m_nKeyCount);
+        position = zarn::firstNotBelow(key, leaf->m_pKeys, leaf->m_nKeyCount);
+        if (position < leaf->m_nKeyCount) {
+            BPlusKey* stored = leaf->m_pKeys[position];
+            if (BPlusKey::Compare(key, stored) == 0) {
+                if (bReplaceData && stored != key) {
+                    // SetData ignores the data it already holds, so handing
+                    // over a shared object releases nothing.
+                    stored->SetData(key->GetData());
+                    key->DetachData();
+                }
+                return this;
+            }
+        }
+    }
+    if (!leaf->IsFull()) {
+        leaf->InsertLeafAt(key, position);
+        return this;
+    }
+
+    // The leaf is full: split it and carry the separator up the path.
+    BPlusNode* right = leaf->Split(key, nullptr, nullptr);
+    if (right == nullptr) {
+        return this;
+    }
+    BPlusKey* separator = leaf->m_pKeys[leaf->m_nKeyCount - 1];
+    BPlusNode* current = leaf;
+    for (BPlusNode* parent = path.pop(); parent != nullptr; parent = path.pop()) {
+        current = parent;
+        if (!current->IsFull()) {
+            current->InsertIndex(separator, right);
+            return this;
+        }
+        right = current->Split(separator, right, &separator);
+        if (right == nullptr) {
+            return this;
+        }
+    }
+    // The root itself has split: a new root above the two halves.
+    BPlusNode* root = New();
+    root->m_pKeys[0] = separator;
+    root->m_pPointers[0] = current;
+    root->m_pPointers[1] = right;
+    root->m_nPointerCount = 2;
+    root->m_nKeyCount = 1;
+    return root;
+}
+
+BPlusNode* BPlusNode::AppendEdgeLeaf(BPlusKey* key)
+{
+    BPlusNode* receiver = FindNode(key);
+    if (receiver == nullptr || receiver->IsFull()) {
+        return nullptr;
+    }
+    BPlusNode* leaf = New();
+    if (leaf == nullptr) {
+        return nullptr;
+    }
+    leaf->SetLeafNode(true);
+    const int slot = receiver->m_nPointerCount;
+    receiver->m_pPointers[slot] = leaf;
+    receiver->m_nPointerCount = slot + 1;
+    if (receiver->m_nKeyCount + 1 < receiver->m_nMaxPointers) {
+        // The new leaf's bound, held by the index node alone.
+        receiver->m_pKeys[receiver->m_nKeyCount] = key->Clone();
+        ++receiver->m_nKeyCount;
+    }
+    if (slot > 0 && receiver->m_pPointers[slot - 1] != nullptr) {
+        BPlusNode* prev = receiver->m_pPointers[slot - 1]->GetLastLeaf();
+        if (prev != nullptr) {
+            leaf->m_pPrevLeaf = prev;
+            leaf->m_pNextLeaf = prev->m_pNextLeaf;
+            if (prev->m_pNextLeaf != nullptr) {
+                prev->m_pNextLeaf->m_pPrevLeaf = leaf;
+            }
+            prev->m_pNextLeaf = leaf;
+        }
+    }
+    return leaf;
+}
+
+BPlusNode* BPlusNode::FindNode(BPlusKey* key)
+{
+    if (key == nullptr || !IsValid()) {
+        return nullptr;
+    }
+    BPlusNode* node = this;
+    while (node != nullptr && !node->m_bLeaf) {
+        const int i = zarn::firstNotBelow(key, node->m_pKeys, node->m_nKeyCount);
+        if (i < node->m_nKeyCount) {
+            node = node->m_pPointers[i];
+        } else if (node->m_nPointerCount == node->m_nMaxPointers) {
+            node = node->m_pPointers[node->m_nPointerCount - 1];
+        } else {
+            return node;
+        }
+    }
+    return nullptr;  // the way ended at a leaf (or a missing child)
+}
+
+bool BPlusNode::InsertLeaf(BPlusKey* key)
+{
+    if (key == nullptr || !IsValid() || !m_bLeaf || IsFull()) {
+        return false;
+    }
+    InsertLeafAt(key, zarn::firstNotBelow(key, m_pKeys, m_nKeyCount));
+    return true;
+}
+
+void BPlusNode::InsertLeafAt(BPlusKey* key, int position)
+{
+    BPlusKey** keys = newSlots<BPlusKey>(m_nMaxPointers - 1);
+    copySlots(keys, m_pKeys, position);
+    keys[position] = key;
+    copySlots(keys + position + 1, m_pKeys + position, m_nKeyCount - position);
+    QorMemFree(m_pKeys);
+    m_pKeys = keys;
+    ++m_nKeyCount;
+}
+
+bool BPlusNode::InsertIndex(BPlusKey* key, BPlusNode* right)
+{
+    if (key == nullptr || !IsValid() || m_bLeaf || IsFull()) {
+        return false;
+    }
+    const int m = m_nMaxPointers;
+    const int keyCount = m_nKeyCount < m - 1 ? m_nKeyCount : m - 1;
+    const int position = zarn::firstNotBelow(key, m_pKeys, keyCount);
+    BPlusKey** keys = newSlots<BPlusKey>(m - 1);
+    BPlusNode** pointers = newSlots<BPlusNode>(m);
+
+    // Keys: those below position, key, the rest. Only M-1 fit: when the merged
+    // keys number M, the last one (a cloned bound) is left out.
+    BPlusKey* leftOut = nullptr;
+    int newKeyCount = 0;
+    for (int i = 0; i <= keyCount; ++i) {
+        BPlusKey* merged = i < position ? m_pKeys[i] : (i == position ? key : m_pKeys[i - 1]);
+        if (newKeyCount < m - 1) {
+            keys[newKeyCount++] = merged;
+        } else {
+            leftOut = merged;
+        }
+    }
+
+    // Pointers: the children at the key positions and, in open form, the last
+    // one; right follows the child that key bounds, or the last child.
+    const bool open = m_nPointerCount > keyCount;
+    const int carried = keyCount + (open ? 1 : 0);
+    int newPointerCount = 0;
+    for (int i = 0; i < carried; ++i) {
+        pointers[newPointerCount++] =
+            i < keyCount ? m_pPointers[i] : m_pPointers[m_nPointerCount - 1];
+        if (i == position) {
+            pointers[newPointerCount++] = right;
+        }
+    }
+    if (position >= carried) {
+        pointers[newPointerCount++] = right;
+    }
+
+    QorMemFree(m_pKeys);
+    QorMemFree(m_pPointers);
+    m_pKeys = keys;
+    m_pPointers = pointers;
+    m_nPointerCount = newPointerCount;
+    m_nKeyCount = newKeyCount;
+
+    // A bounded-form node that took a separator now has as many keys as
+    // pointers: its last child loses its bound and the node is in open form.
+    BPlusKey* removed = nullptr;
+    if (m_nKeyCount == m_nPointerCount && m_nKeyCount > 0) {
+        removed = m_pKeys[m_nKeyCount - 1];
+        m_pKeys[--m_nKeyCount] = nullptr;
+    }
+    // Both are cloned bounds of this node's own in a tree built by Add. The
+    // incoming separator is never destroyed here: it stays its owner's.
+    if (leftOut != key) {
+        delete leftOut;
+    }
+    if (removed != key) {
+        delete removed;
+    }
+    return true;
+}
+
+BPlusNode* BPlusNode::Split(BPlusKey* key, BPlusNode* right, BPlusKey** upKey)
+{
+    if (key == nullptr || !IsValid() || !IsFull()) {
+        return nullptr;
+    }
+    const int m = m_nMaxPointers;
+    BPlusNode* sibling = New();
+    if (sibling == nullptr || sibling->m_nMaxPointers < m) {
+        delete sibling;  // a New() of a smaller capacity could not take the upper half
+        return nullptr;
+    }
+    sibling->SetLeafNode(m_bLeaf);
+
+    // Merge into M key slots and M+1 pointer slots.
+    const int keyCount = m_nKeyCount < m - 1 ? m_nKeyCount : m - 1;
+    const int pointerCount = m_nPointerCount < m ? m_nPointerCount : m;
+    const int position = zarn::firstNotBelow(key, m_pKeys, keyCount);
+    BPlusKey** keys = newSlots<BPlusKey>(m);
+    BPlusNode** pointers = newSlots<BPlusNode>(m + 1);
+    copySlots(keys, m_pKeys, position);
+    keys[position] = key;
+    copySlots(keys + position + 1, m_pKeys + position, keyCount - position);
+    if (!m_bLeaf) {
+        // right goes directly after the child that key bounds, else last.
+        const int before =
+            position < keyCount && position < pointerCount ? position + 1 : pointerCount;
+        copySlots(pointers, m_pPointers, before);
+        pointers[before] = right;
+        copySlots(pointers + before + 1, m_pPointers + before, pointerCount - before);
+    }
+    std::memset(m_pKeys, 0, sizeof(BPlusKey*) * static_cast<size_t>(m - 1));
+    std::memset(m_pPointers, 0, sizeof(BPlusNode*) * static_cast<size_t>(m));
+
+    const int lower = m / 2 + m % 2;  // ceil(M/2)
+    if (m_bLeaf) {
+        copySlots(m_pKeys, keys, lower);
+        m_nKeyCount = lower;
+        copySlots(sibling->m_pKeys, keys + lower, m - lower);
+        sibling->m_nKeyCount = m - lower;
+        sibling->m_pPrevLeaf = this;
+        sibling->m_pNextLeaf = m_pNextLeaf;
+        if (m_pNextLeaf != nullptr) {
+            m_pNextLeaf->m_pPrevLeaf = sibling;
+        }
+        m_pNextLeaf = sibling;
+    } else {
+        copySlots(m_pKeys, keys, lower - 1);
+        copySlots(m_pPointers, pointers, lower);
+        m_nKeyCount = lower - 1;
+        m_nPointerCount = lower;
+        copySlots(sibling->m_pKeys, keys + lower, m - lower);
+        copySlots(sibling->m_pPointers, pointers + lower, m + 1 - lower);
+        sibling->m_nKeyCount = m - lower;
+        sibling->m_nPointerCount = m + 1 - lower;
+        if (upKey != nullptr) {
+            *upKey = keys[lower - 1];  // moves up: neither half keeps it
+        }
+    }
+    QorMemFree(keys);
+    QorMemFree(pointers);
+    return sibling;
+}
