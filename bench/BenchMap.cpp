@@ -1,0 +1,102 @@
+// QorStringMap against std::unordered_map<std::string, void*>.
+#include <string>
+#include <unordered_map>
+
+#include "BenchUtil.h"
+#include "containers/QorStringMap.h"
+#include "text/CStringBuffer.h"
+
+namespace {
+
+constexpr int kLookupKeys = 100000;
+
+std::vector<std::string> keys(int n, const char* prefix)
+{
+    std::vector<std::string> out;
+    out.reserve(static_cast<size_t>(n));
+    for (int i = 0; i < n; ++i) out.push_back(prefix + std::to_string(i * 7919));
+    return out;
+}
+
+void lookupLib(benchmark::State& state, bool present)
+{
+    const std::vector<std::string> stored = keys(kLookupKeys, "user:");
+    const std::vector<std::string> probes = present ? stored : keys(kLookupKeys, "none:");
+    // Eight slots per key: the collision count can never pass an eighth of
+    // the slots, so the map never runs a growth step.
+    QorStringMap map(8 * kLookupKeys, eQorAllocNone);
+    for (const std::string& k : stored) map.insert(k.c_str(), const_cast<char*>(k.c_str()));
+    size_t i = 0;
+    long hits = 0;
+    for (auto _ : state) {
+        hits += map.get(probes[i].c_str()) != nullptr;
+        if (++i == probes.size()) i = 0;
+    }
+    benchmark::DoNotOptimize(hits);
+    state.SetItemsProcessed(state.iterations());
+}
+
+void lookupStd(benchmark::State& state, bool present)
+{
+    const std::vector<std::string> stored = keys(kLookupKeys, "user:");
+    const std::vector<std::string> probes = present ? stored : keys(kLookupKeys, "none:");
+    std::unordered_map<std::string, void*> map;
+    map.reserve(kLookupKeys);
+    for (const std::string& k : stored) map.emplace(k, const_cast<char*>(k.c_str()));
+    size_t i = 0;
+    long hits = 0;
+    for (auto _ : state) {
+        // The peer gets a const char* too, as an application would pass it.
+        hits += map.find(probes[i].c_str()) != map.end();
+        if (++i == probes.size()) i = 0;
+    }
+    benchmark::DoNotOptimize(hits);
+    state.SetItemsProcessed(state.iterations());
+}
+
+void insertLib(benchmark::State& state, int n, bool sizedUpFront)
+{
+    const std::vector<std::string> stored = keys(n, "item-");
+    for (auto _ : state) {
+        QorStringMap map(sizedUpFront ? 8 * n : 32, eQorAllocNone);
+        for (const std::string& k : stored) map.insert(k.c_str(), nullptr);
+        benchmark::DoNotOptimize(map.count());
+    }
+    state.SetItemsProcessed(state.iterations() * n);
+}
+
+void insertStd(benchmark::State& state, int n, bool sizedUpFront)
+{
+    const std::vector<std::string> stored = keys(n, "item-");
+    for (auto _ : state) {
+        std::unordered_map<std::string, void*> map;
+        if (sizedUpFront) map.reserve(static_cast<size_t>(n));
+        for (const std::string& k : stored) map.emplace(k, nullptr);
+        benchmark::DoNotOptimize(map.size());
+    }
+    state.SetItemsProcessed(state.iterations() * n);
+}
+
+const bool registered = [] {
+    bench::registerPair(
+        "map.lookup_present.N100000", [](benchmark::State& s) { lookupLib(s, true); },
+        [](benchmark::State& s) { lookupStd(s, true); }, benchmark::kNanosecond);
+    bench::registerPair(
+        "map.lookup_absent.N100000", [](benchmark::State& s) { lookupLib(s, false); },
+        [](benchmark::State& s) { lookupStd(s, false); }, benchmark::kNanosecond);
+    for (int n : {1000, 2000, 5000, 10000, 20000}) {
+        bench::registerPair(
+            "map.insert_default.N" + std::to_string(n),
+            [n](benchmark::State& s) { insertLib(s, n, false); },
+            [n](benchmark::State& s) { insertStd(s, n, false); });
+    }
+    for (int n : {5000, 20000}) {
+        bench::registerPair(
+            "map.insert_sized.N" + std::to_string(n),
+            [n](benchmark::State& s) { insertLib(s, n, true); },
+            [n](benchmark::State& s) { insertStd(s, n, true); });
+    }
+    return true;
+}();
+
+}  // namespace
