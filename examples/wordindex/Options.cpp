@@ -51,6 +51,7 @@ const char* usageText()
            "  --log FILE          append log records to FILE (default: standard error)\n"
            "  --log-level LEVEL   none|fatal|error|warning|info|debug (default warning)\n"
            "  --no-date           log records without the date\n"
+           "  --print-sample      write the built-in sample text to standard output\n"
            "  --help              show this text\n"
            "  --version           show the version\n";
 }
@@ -70,6 +71,8 @@ bool parseOptions(int argc, char** argv, Options& options, std::string& error)
             options.help = true;
         } else if (arg == "--version") {
             options.version = true;
+        } else if (arg == "--print-sample") {
+            options.printSample = true;
         } else if (arg == "--print-tree") {
             options.printTree = true;
         } else if (arg == "--no-date") {

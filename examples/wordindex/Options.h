@@ -22,6 +22,7 @@ struct Options {
     bool logDate = true;
     bool help = false;
     bool version = false;
+    bool printSample = false;  // write the built-in sample text and stop
 };
 
 // Parses argv. Returns false and sets error for a bad command line.

@@ -68,6 +68,10 @@ int main(int argc, char** argv)
         std::puts(kVersion);
         return 0;
     }
+    if (options.printSample) {
+        std::fputs(kSampleText, stdout);
+        return 0;
+    }
 
     QorFileLogger logger;
     logger.SetLogLevel(options.logLevel);

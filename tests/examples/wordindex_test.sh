@@ -28,6 +28,7 @@ check "prefix" "cat" "$(sed -n '/^Words starting/,$p' <<< "$out" | awk 'NF==2 {p
 
 out=$("$bin" --top 0)
 check "built-in sample" "Indexed 1 input: 19 lines, 249 words, 124 distinct words." "$(sed -n 1p <<< "$out")"
+check "printed sample read back" "$out" "$("$bin" --print-sample | "$bin" - --top 0)"
 
 err=$("$bin" "$work/missing.txt" "$work/known.txt" --top 0 2>&1 > "$work/out.txt")
 check "unreadable file: exit 1" 1 $?
