@@ -6,226 +6,114 @@
 
 #include <cstdint>
 #include <cstring>
+#include <vector>
 
 #include <zarncrt_core++.h>
 
 namespace {
 
-// Byte offset of a field inside obj.
-template <typename Object, typename Field>
-std::ptrdiff_t offsetIn(const Object& obj, const Field& field)
+using Numbers = std::vector<long>;
+
+// Byte offsets of fields inside obj, in the order given.
+template <typename Object, typename... Field>
+Numbers offsetsIn(const Object& obj, const Field&... field)
 {
-    return reinterpret_cast<const char*>(&field) - reinterpret_cast<const char*>(&obj);
+    return {(reinterpret_cast<const char*>(&field) - reinterpret_cast<const char*>(&obj))...};
+}
+
+template <typename... Type>
+Numbers sizesOf()
+{
+    return {static_cast<long>(sizeof(Type))...};
 }
 
 // Virtual-slot index of a member function (Itanium ABI: a pointer to a
-// virtual member holds 1 + the slot's byte offset in the vtable). Slots 0 and
-// 1 are the complete and deleting destructors.
+// virtual member holds 1 + the slot's byte offset in the vtable), -1 when it
+// is not virtual. Slots 0 and 1 are the complete and deleting destructors.
 template <typename MemberFn>
-long vtableSlot(MemberFn fn)
+long slot(MemberFn fn)
 {
     static_assert(sizeof(MemberFn) == 2 * sizeof(std::uintptr_t), "Itanium pointer to member");
     std::uintptr_t words[2];
     std::memcpy(words, &fn, sizeof words);
-    if ((words[0] & 1) == 0) return -1;  // not virtual
-    return static_cast<long>((words[0] - 1) / sizeof(void*));
+    return (words[0] & 1) == 0 ? -1 : static_cast<long>((words[0] - 1) / sizeof(void*));
 }
 
-struct TextLayout : CStringBuffer {
-    void check()
-    {
-        EXPECT_EQ(offsetIn(*this, buffer), 8);
-        EXPECT_EQ(offsetIn(*this, bufSize), 16);
-        EXPECT_EQ(offsetIn(*this, len), 20);
-        EXPECT_EQ(offsetIn(*this, endPtr), 24);
-        EXPECT_EQ(offsetIn(*this, blockSize), 32);
-        EXPECT_EQ(offsetIn(*this, writeBuffer), 40);
-        EXPECT_EQ(offsetIn(*this, writeBufSize), 48);
+// Name: a subclass of Base that records the offsets of Base's protected
+// fields in its member at.
+#define LAYOUT(Name, Base, ...)                     \
+    struct Name : Base {                            \
+        using Base::Base;                           \
+        Numbers at = offsetsIn(*this, __VA_ARGS__); \
     }
-};
 
-struct ListLayout : QorPtrList {
-    void check()
-    {
-        EXPECT_EQ(offsetIn(*this, capacity), 0);
-        EXPECT_EQ(offsetIn(*this, count), 4);
-        EXPECT_EQ(offsetIn(*this, elements), 8);
-    }
-};
-
-struct IntStackLayout : CIntStack {
-    void check()
-    {
-        EXPECT_EQ(offsetIn(*this, capacity), 0);
-        EXPECT_EQ(offsetIn(*this, count), 4);
-        EXPECT_EQ(offsetIn(*this, elements), 8);
-    }
-};
-
-struct PtrStackLayout : CPtrStack {
-    void check()
-    {
-        EXPECT_EQ(offsetIn(*this, capacity), 0);
-        EXPECT_EQ(offsetIn(*this, count), 4);
-        EXPECT_EQ(offsetIn(*this, elements), 8);
-    }
-};
-
-struct MapLayout : QorStringMap {
-    MapLayout() : QorStringMap(eQorAllocNone) {}
-    void check()
-    {
-        EXPECT_EQ(offsetIn(*this, buckets), 8);
-        EXPECT_EQ(offsetIn(*this, bucketCount), 16);
-        EXPECT_EQ(offsetIn(*this, collisions), 20);
-        EXPECT_EQ(offsetIn(*this, resizing), 24);
-        EXPECT_EQ(offsetIn(*this, allocMode), 28);
-    }
-};
-
-struct KeyLayout : BPlusKey {
-    KeyLayout() : BPlusKey(eIntegerKey) {}
-    void check()
-    {
-        EXPECT_EQ(offsetIn(*this, m_type), 8);
-        EXPECT_EQ(offsetIn(*this, m_nValue), 12);
-        EXPECT_EQ(offsetIn(*this, m_fValue), 16);
-        EXPECT_EQ(offsetIn(*this, m_szValue), 24);
-        EXPECT_EQ(offsetIn(*this, m_nLength), 32);
-        EXPECT_EQ(offsetIn(*this, m_szNormalized), 40);
-        EXPECT_EQ(offsetIn(*this, m_nNormalizedLength), 48);
-        EXPECT_EQ(offsetIn(*this, m_szName), 56);
-        EXPECT_EQ(offsetIn(*this, m_bNull), 64);
-        EXPECT_EQ(offsetIn(*this, m_pData), 72);
-    }
-};
-
-struct CompositeLayout : BPlusCompositeKey {
-    void check()
-    {
-        EXPECT_EQ(offsetIn(*this, m_pKeyParts), 80);
-        EXPECT_EQ(offsetIn(*this, m_nKeyParts), 88);
-    }
-};
-
-struct HolderLayout : BPlusCompositeKey::BPlusCompositeData {
-    HolderLayout() : BPlusCompositeData(0) {}
-    void check()
-    {
-        EXPECT_EQ(offsetIn(*this, m_nCount), 8);
-        EXPECT_EQ(offsetIn(*this, m_pPartData), 16);
-    }
-};
-
-struct NodeLayout : BPlusNode {
-    void check()
-    {
-        EXPECT_EQ(offsetIn(*this, m_nMaxPointers), 8);
-        EXPECT_EQ(offsetIn(*this, m_nPointerCount), 12);
-        EXPECT_EQ(offsetIn(*this, m_nKeyCount), 16);
-        EXPECT_EQ(offsetIn(*this, m_bLeaf), 20);
-        EXPECT_EQ(offsetIn(*this, m_nBlockSize), 24);
-        EXPECT_EQ(offsetIn(*this, m_nKeySize), 28);
-        EXPECT_EQ(offsetIn(*this, m_nPointerSize), 32);
-        EXPECT_EQ(offsetIn(*this, m_fFactor), 36);
-        EXPECT_EQ(offsetIn(*this, m_pKeys), 40);
-        EXPECT_EQ(offsetIn(*this, m_pPointers), 48);
-        EXPECT_EQ(offsetIn(*this, m_pPrevLeaf), 56);
-        EXPECT_EQ(offsetIn(*this, m_pNextLeaf), 64);
-    }
-};
-
-struct LoggerLayout : QorFileLogger {
-    void check()
-    {
-        EXPECT_EQ(offsetIn(*this, logLevel), 8);
-        EXPECT_EQ(offsetIn(*this, ownsFile), 12);
-        EXPECT_EQ(offsetIn(*this, useDate), 13);
-        EXPECT_EQ(offsetIn(*this, stream), 16);
-        EXPECT_EQ(offsetIn(*this, mutex), 24);
-    }
-};
+using Data = BPlusCompositeKey::BPlusCompositeData;
+LAYOUT(Text, CStringBuffer, buffer, bufSize, len, endPtr, blockSize, writeBuffer, writeBufSize);
+LAYOUT(List, QorPtrList, capacity, count, elements);
+LAYOUT(IntStack, CIntStack, capacity, count, elements);
+LAYOUT(PtrStack, CPtrStack, capacity, count, elements);
+LAYOUT(Map, QorStringMap, buckets, bucketCount, collisions, resizing, allocMode);
+LAYOUT(Key, BPlusKey, m_type, m_nValue, m_fValue, m_szValue, m_nLength, m_szNormalized,
+       m_nNormalizedLength, m_szName, m_bNull, m_pData);
+LAYOUT(Composite, BPlusCompositeKey, m_pKeyParts, m_nKeyParts);
+LAYOUT(Holder, Data, m_nCount, m_pPartData);
+LAYOUT(Node, BPlusNode, m_nMaxPointers, m_nPointerCount, m_nKeyCount, m_bLeaf, m_nBlockSize,
+       m_nKeySize, m_nPointerSize, m_fFactor, m_pKeys, m_pPointers, m_pPrevLeaf, m_pNextLeaf);
+LAYOUT(Logger, QorFileLogger, logLevel, ownsFile, useDate, stream, mutex);
 
 }  // namespace
 
 TEST(AbiLayout, ObjectSizes)
 {
-    EXPECT_EQ(sizeof(CStringBuffer), 56u);
-    EXPECT_EQ(sizeof(QorPtrList), 16u);
-    EXPECT_EQ(sizeof(CIntStack), 16u);
-    EXPECT_EQ(sizeof(CPtrStack), 16u);
-    EXPECT_EQ(sizeof(QorStringMap), 32u);
-    EXPECT_EQ(sizeof(QorStringMap::Bucket), 32u);
-    EXPECT_EQ(sizeof(QorStringMap::MapItem), 80u);
-    EXPECT_EQ(sizeof(EQorAllocMode), 4u);
-    EXPECT_EQ(sizeof(BPlusKey), 80u);
-    EXPECT_EQ(sizeof(BPlusKey::EBPlusKeyType), 4u);
-    EXPECT_EQ(sizeof(BPlusCompositeKey), 96u);
-    EXPECT_EQ(sizeof(BPlusCompositeKey::BPlusCompositeData), 24u);
-    EXPECT_EQ(sizeof(IBPlusData), 8u);
-    EXPECT_EQ(sizeof(BPlusNode), 72u);
-    EXPECT_EQ(sizeof(IQorLogger), 16u);
-    EXPECT_EQ(sizeof(IQorLogger::tagELogLevel), 4u);
-    EXPECT_EQ(sizeof(QorFileLogger), 32u);
+    EXPECT_EQ((sizesOf<CStringBuffer, QorPtrList, CIntStack, CPtrStack, QorStringMap,
+                       QorStringMap::Bucket, QorStringMap::MapItem, EQorAllocMode, BPlusKey,
+                       BPlusKey::EBPlusKeyType, BPlusCompositeKey, Data, IBPlusData, BPlusNode,
+                       IQorLogger, IQorLogger::tagELogLevel, QorFileLogger>()),
+              (Numbers{56, 16, 16, 16, 32, 32, 80, 4, 80, 4, 96, 24, 8, 72, 16, 4, 32}));
 }
 
 TEST(AbiLayout, FieldOffsets)
 {
-    TextLayout().check();
-    ListLayout().check();
-    IntStackLayout().check();
-    PtrStackLayout().check();
-    MapLayout().check();
-    KeyLayout().check();
-    CompositeLayout().check();
-    HolderLayout().check();
-    NodeLayout().check();
-    LoggerLayout().check();
-
+    EXPECT_EQ(Text().at, (Numbers{8, 16, 20, 24, 32, 40, 48}));
+    EXPECT_EQ(List().at, (Numbers{0, 4, 8}));
+    EXPECT_EQ(IntStack().at, (Numbers{0, 4, 8}));
+    EXPECT_EQ(PtrStack().at, (Numbers{0, 4, 8}));
+    EXPECT_EQ(Map(eQorAllocNone).at, (Numbers{8, 16, 20, 24, 28}));
+    EXPECT_EQ(Key(BPlusKey::eIntegerKey).at, (Numbers{8, 12, 16, 24, 32, 40, 48, 56, 64, 72}));
+    EXPECT_EQ(Composite().at, (Numbers{80, 88}));
+    EXPECT_EQ(Holder(0).at, (Numbers{8, 16}));
+    EXPECT_EQ(Node().at, (Numbers{8, 12, 16, 20, 24, 28, 32, 36, 40, 48, 56, 64}));
+    EXPECT_EQ(Logger().at, (Numbers{8, 12, 13, 16, 24}));
     QorStringMap::MapItem item;
-    EXPECT_EQ(offsetIn(item, item.key), 8);
-    EXPECT_EQ(offsetIn(item, item.value), 64);
-    EXPECT_EQ(offsetIn(item, item.deallocate), 72);
+    EXPECT_EQ(offsetsIn(item, item.key, item.value, item.deallocate), (Numbers{8, 64, 72}));
     QorStringMap::Bucket bucket(eQorAllocNone);
-    EXPECT_EQ(offsetIn(bucket, bucket.items), 8);
-    EXPECT_EQ(offsetIn(bucket, bucket.deallocate), 24);
+    EXPECT_EQ(offsetsIn(bucket, bucket.items, bucket.deallocate), (Numbers{8, 24}));
 }
 
 TEST(AbiLayout, VirtualSlotOrder)
 {
-    // BPlusKey: destructors, Clone, CopyTo, SetData, GetData, PrintKey(FILE*),
-    // PrintKey(CStringBuffer&).
-    EXPECT_EQ(vtableSlot(&BPlusKey::Clone), 2);
-    EXPECT_EQ(vtableSlot(&BPlusKey::CopyTo), 3);
-    EXPECT_EQ(vtableSlot(static_cast<void (BPlusKey::*)(IBPlusData*)>(&BPlusKey::SetData)), 4);
-    EXPECT_EQ(vtableSlot(static_cast<IBPlusData* (BPlusKey::*)()>(&BPlusKey::GetData)), 5);
-    EXPECT_EQ(vtableSlot(static_cast<void (BPlusKey::*)(FILE*)>(&BPlusKey::PrintKey)), 6);
-    EXPECT_EQ(vtableSlot(static_cast<void (BPlusKey::*)(CStringBuffer&)>(&BPlusKey::PrintKey)), 7);
-
-    // BPlusCompositeKey overrides all of them and appends two.
-    using Composite = BPlusCompositeKey;
-    EXPECT_EQ(vtableSlot(&Composite::Clone), 2);
-    EXPECT_EQ(vtableSlot(static_cast<void (Composite::*)(CStringBuffer&)>(&Composite::PrintKey)), 7);
-    EXPECT_EQ(vtableSlot(static_cast<void (Composite::*)(int, IBPlusData*)>(&Composite::SetData)), 8);
-    EXPECT_EQ(vtableSlot(static_cast<IBPlusData* (Composite::*)(int)>(&Composite::GetData)), 9);
-
-    EXPECT_EQ(vtableSlot(&IBPlusData::Dealloc), 2);
-    EXPECT_EQ(vtableSlot(&BPlusCompositeKey::BPlusCompositeData::Dealloc), 2);
-    EXPECT_EQ(vtableSlot(&BPlusNode::New), 2);
-
-    // IQorLogger: destructors, PrintLog, SetLogLevel, GetLogLevel, FatalError,
-    // Error, Warning, Information, Debug.
-    EXPECT_EQ(vtableSlot(&IQorLogger::PrintLog), 2);
-    EXPECT_EQ(vtableSlot(&IQorLogger::SetLogLevel), 3);
-    EXPECT_EQ(vtableSlot(&IQorLogger::GetLogLevel), 4);
-    EXPECT_EQ(vtableSlot(&IQorLogger::FatalError), 5);
-    EXPECT_EQ(vtableSlot(&IQorLogger::Error), 6);
-    EXPECT_EQ(vtableSlot(&IQorLogger::Warning), 7);
-    EXPECT_EQ(vtableSlot(&IQorLogger::Information), 8);
-    EXPECT_EQ(vtableSlot(&IQorLogger::Debug), 9);
-    EXPECT_EQ(vtableSlot(&QorFileLogger::PrintLog), 2);
-
+    // BPlusKey: Clone, CopyTo, SetData, GetData, PrintKey(FILE*), PrintKey(CStringBuffer&);
+    // BPlusCompositeKey overrides all of them and appends SetData(int, data), GetData(int).
+    using K = BPlusKey;
+    using C = BPlusCompositeKey;
+    EXPECT_EQ(
+        (Numbers{slot(&K::Clone), slot(&K::CopyTo), slot<void (K::*)(IBPlusData*)>(&K::SetData),
+                 slot<IBPlusData* (K::*)()>(&K::GetData), slot<void (K::*)(FILE*)>(&K::PrintKey),
+                 slot<void (K::*)(CStringBuffer&)>(&K::PrintKey), slot(&C::Clone),
+                 slot<void (C::*)(CStringBuffer&)>(&C::PrintKey),
+                 slot<void (C::*)(int, IBPlusData*)>(&C::SetData),
+                 slot<IBPlusData* (C::*)(int)>(&C::GetData)}),
+        (Numbers{2, 3, 4, 5, 6, 7, 2, 7, 8, 9}));
+    EXPECT_EQ((Numbers{slot(&IBPlusData::Dealloc), slot(&C::BPlusCompositeData::Dealloc),
+                       slot(&BPlusNode::New)}),
+              (Numbers{2, 2, 2}));
+    // IQorLogger in declaration order, then QorFileLogger's override of the first.
+    using L = IQorLogger;
+    EXPECT_EQ((Numbers{slot(&L::PrintLog), slot(&L::SetLogLevel), slot(&L::GetLogLevel),
+                       slot(&L::FatalError), slot(&L::Error), slot(&L::Warning),
+                       slot(&L::Information), slot(&L::Debug), slot(&QorFileLogger::PrintLog)}),
+              (Numbers{2, 3, 4, 5, 6, 7, 8, 9, 2}));
     // Classes whose only virtual function is the destructor: no other slot.
-    EXPECT_EQ(vtableSlot(&CStringBuffer::length), -1);
-    EXPECT_EQ(vtableSlot(&QorStringMap::count), -1);
+    EXPECT_EQ((Numbers{slot(&CStringBuffer::length), slot(&QorStringMap::count)}),
+              (Numbers{-1, -1}));
 }

@@ -14,33 +14,6 @@ namespace {
 using Type = BPlusKey::EBPlusKeyType;
 constexpr Type kUnknownType = static_cast<Type>(9);  // a type the library does not know
 
-int identity(char*, int*, int)
-{
-    return 0;
-}
-
-// Keeps all but the last byte, so the length it leaves must count.
-int dropLast(char*, int* length, int)
-{
-    *length -= *length > 0;
-    return 0;
-}
-
-// Reports its data as the normalized length, whatever the text.
-int claimLength(char*, int* length, int data)
-{
-    *length = data;
-    return 0;
-}
-
-class NormalizedKeys : public testing::Test {
-protected:
-    void TearDown() override
-    {
-        BPlusKey::SetNormalizer(nullptr, 0);
-    }
-};
-
 }  // namespace
 
 TEST(KeyConstruction, EmptyKeysFactoriesAndCopyConstructor)
@@ -52,8 +25,8 @@ TEST(KeyConstruction, EmptyKeysFactoriesAndCopyConstructor)
                     k.GetCharValue(&length) == nullptr && length == 0 && !k.GetName() &&
                     !k.IsNull() && !k.GetData());
     }
-    EXPECT_EQ(Key(BPlusKey::NewNumberKey(2.25))->GetFloatValue(), 2.25);
     EXPECT_EQ(text(nullptr)->GetCharValue(nullptr), nullptr);
+
     Key abc = text("abc");
     abc->SetName("label");
     abc->SetName(abc->GetName());  // its own name: harmless
@@ -69,35 +42,30 @@ TEST(KeyConstruction, EmptyKeysFactoriesAndCopyConstructor)
 
 TEST(KeySetters, AcrossTheThreeValueTypes)
 {
-    BPlusKey integer(BPlusKey::eIntegerKey), number(BPlusKey::eNumberKey);
+    BPlusKey integer(BPlusKey::eIntegerKey), number(BPlusKey::eNumberKey), t(BPlusKey::eCharKey);
     std::pair<char const*, int> texts[] = {
         {"12abc", 12}, {"abc", 0}, {" -7", -7}, {"4294967297", 1}, {"-4294967297", -1}};
-    for (auto& [s, value] : texts) {
+    for (auto [s, value] : texts) {
         integer.SetKey(s);
         EXPECT_EQ(integer.GetIntValue(), value) << s;
     }
     std::pair<double, int> doubles[] = {
         {3.99, 3}, {-3.99, -3}, {NAN, 0}, {1e10, INT_MAX}, {-1e10, INT_MIN}};
-    for (auto& [d, value] : doubles) {
+    for (auto [d, value] : doubles) {
         integer.SetKey(d);
         EXPECT_EQ(integer.GetIntValue(), value) << d;
     }
     CStringBuffer buffer(" 42.5x");
-    integer.SetKey(buffer);
-    number.SetKey(buffer);
+    integer.SetKey(buffer), number.SetKey(buffer);
     integer.SetKey(static_cast<char const*>(nullptr));  // NULL: no change
     EXPECT_TRUE(integer.GetIntValue() == 42 && number.GetFloatValue() == 42.5);
-
-    BPlusKey t(BPlusKey::eCharKey);
     char full[400];
     std::snprintf(full, sizeof full, "%0.2lf", 1e300);
-    std::pair<double, std::string> formatted[] = {
-        {-12, "-12.00"}, {2.5, "2.50"}, {1e300, {full, 63}}};
-    for (auto& [d, expected] : formatted) {
+    for (auto [d, expected] :
+         {std::pair<double, std::string>{-12, "-12.00"}, {2.5, "2.50"}, {1e300, {full, 63}}}) {
         t.SetKey(d);
         int length = 0;
-        EXPECT_EQ(t.GetCharValue(&length), expected);
-        EXPECT_EQ(length, static_cast<int>(expected.size()));
+        EXPECT_TRUE(t.GetCharValue(&length) == expected && length == int(expected.size())) << d;
     }
     t.SetKey(-12);
     t.SetKey(t.GetCharValue(nullptr));  // its own text
@@ -123,8 +91,13 @@ TEST(KeyCompare, NanTextsMixedAndUnknownTypes)
     EXPECT_TRUE(cmp(none, none) == 0 && cmp(unknown, three) == 0 && cmp(unknown, upper) == 0);
 }
 
-TEST_F(NormalizedKeys, ByteOrderPrefixRuleAndFreshCopies)
+TEST(NormalizedKeys, ByteOrderPrefixRuleAndFreshCopies)
 {
+    auto identity = [](char*, int*, int) { return 0; };
+    // Keeps all but the last byte, so the length it leaves must count.
+    auto dropLast = [](char*, int* length, int) { return *length -= *length > 0, 0; };
+    // Reports its data as the normalized length, whatever the text.
+    auto claimLength = [](char*, int* length, int data) { return *length = data, 0; };
     Key before = text("ABC");
     BPlusKey::SetNormalizer(identity, 0);
     Key lower = text("abc"), upper = text("ABC"), ab = text("ab"), empty = text("");
@@ -146,6 +119,7 @@ TEST_F(NormalizedKeys, ByteOrderPrefixRuleAndFreshCopies)
     EXPECT_EQ(cmp(text("abc"), text("xyz")), 0);
     BPlusKey::SetNormalizer(claimLength, 1000);  // ASan: reading 1000 bytes would fail
     EXPECT_TRUE(cmp(text("ab"), text("abc")) < 0 && cmp(text("abd"), text("abc")) > 0);
+    BPlusKey::SetNormalizer(nullptr, 0);
 }
 
 TEST(KeyData, ReleaseRule)
@@ -154,14 +128,12 @@ TEST(KeyData, ReleaseRule)
     auto* kept = new CountingData(false);
     {
         BPlusKey k(BPlusKey::eIntegerKey), other(BPlusKey::eIntegerKey);
-        k.SetData(kept);
-        k.SetData(kept);  // the data it holds: nothing happens
+        k.SetData(kept), k.SetData(kept);  // the second: the data it holds, nothing happens
         k.SetData(new CountingData(true));
         EXPECT_TRUE(kept->asked == 1 && CountingData::deleted == 0);
         k.SetData(nullptr);
         EXPECT_EQ(CountingData::deleted, 1);
-        k.SetData(kept);
-        other.SetData(new CountingData(true));
+        k.SetData(kept), other.SetData(new CountingData(true));
         delete other.DetachData();  // taken away: the key no longer releases it
         EXPECT_EQ(other.GetData(), nullptr);
     }
@@ -171,27 +143,24 @@ TEST(KeyData, ReleaseRule)
 
 TEST(KeyCopy, CopyToAcrossTypesAndClones)
 {
-    Key source(I(9));
-    source->SetName("n");
+    Key source(I(9)), hello = text("hello");
     BPlusKey target(BPlusKey::eNumberKey);
-    target.SetKey(1.5);
-    target.SetName("old");
     CountingData data(false);
-    target.SetData(&data);
+    source->SetName("n"), target.SetKey(1.5), target.SetName("old"), target.SetData(&data);
     source->CopyTo(target);
+
     EXPECT_TRUE(target.GetType() == BPlusKey::eNumberKey && target.GetFloatValue() == 1.5);
     EXPECT_TRUE(target.GetIntValue() == 9 && !target.GetData() && data.asked == 0);
     EXPECT_STREQ(target.GetName(), "n");
     source->CopyTo(*source);  // onto itself: harmless
     EXPECT_STREQ(source->GetName(), "n");
-
-    Key hello = text("hello");
     hello->SetData(new CountingData(true));
     Key clone(hello->Clone());
     EXPECT_STREQ(clone->GetCharValue(nullptr), "hello");  // a copy of its own (ASan)
     EXPECT_TRUE(clone->GetType() == BPlusKey::eCharKey && !clone->GetData());
 }
 
+// Plain and composite keys: into a buffer after its text, and to a stream.
 TEST(KeyPrint, IntoBufferAndStream)
 {
     EXPECT_EQ(printed(*Key(BPlusKey::NewNumberKey(2.5)), "x="), "x=2.50");
@@ -199,7 +168,13 @@ TEST(KeyPrint, IntoBufferAndStream)
     EXPECT_EQ(printed(*text(nullptr), "x"), "x");
     EXPECT_EQ(printed(*Key(new BPlusKey(kUnknownType)), "x"), "x");
     EXPECT_EQ(printed(*text(std::string(20000, 'q').c_str())), std::string(16383, 'q'));
+    Composite k(BPlusCompositeKey::New(I(5), BPlusKey::NewCharKey("ab"), nullptr));
+    EXPECT_EQ(printed(*k, "x"), "x<5,ab>");
+    EXPECT_EQ(printed(*Composite(BPlusCompositeKey::New())), "<>");
+    k->AppendKeyPart(nullptr);
+    k->AppendKeyPart(BPlusCompositeKey::New(BPlusKey::NewNumberKey(2.5), nullptr));
     testing::internal::CaptureStdout();
     text("abc")->PrintKey(stdout);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "abc");
+    k->PrintKey(stdout);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "abc<5,ab,,<2.50>>");
 }

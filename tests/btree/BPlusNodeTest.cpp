@@ -48,18 +48,15 @@ std::string Shape(BPlusNode* root)
     std::istringstream in(Print(root, 0));
     std::function<std::string()> block = [&in, &block] {
         std::string line, keys;
-        std::getline(in, line);
-        std::getline(in, line);
-        bool const leaf = line.find("_DAT_NODE ") != std::string::npos;
+        std::getline(in, line), std::getline(in, line);  // the empty line, the header
+        std::string text = line.find("_DAT_NODE ") != std::string::npos ? "L[" : "I[";
         int children = 0;
         while (in.peek() != '\n' && std::getline(in, line)) {
             line.erase(0, line.find_first_not_of(' '));
-            if (line.compare(0, 6, "| key=") == 0) {
-                keys += (keys.empty() ? "" : ", ") + line.substr(6);
-            }
+            keys += line.compare(0, 6, "| key=") ? "" : (keys.empty() ? "" : ", ") + line.substr(6);
             children += line.compare(0, 6, "| ptr=") == 0;
         }
-        std::string text = (leaf ? "L[" : "I[") + keys + "]";
+        text += keys + "]";
         for (int i = 0; i < children; ++i) {
             text += (i == 0 ? "(" : ", ") + block() + (i == children - 1 ? ")" : "");
         }
@@ -87,10 +84,9 @@ TEST(BPlusNodeCapacity, FloatingPointStepsDecideM)
                        {-100, 10, -5},     {100, -10, -45}};
     for (auto const& c : cases) {
         BPlusNode node(c.block, c.key, 1.0f);
-        BPlusNode* made = node.New();
+        std::unique_ptr<BPlusNode> made(node.New());
         EXPECT_EQ(node.GetMaxPointers(), c.m) << c.block << "/" << c.key;
         EXPECT_TRUE(node.IsValid() == (c.m > 2) && (made != nullptr) == (c.m > 2));
-        delete made;
     }
     BPlusNode defaults;
     std::unique_ptr<BPlusNode> made(defaults.New());
@@ -127,37 +123,33 @@ TEST(BPlusNodeShapes, LeafSplitSizesAndMisuse)
             EXPECT_TRUE(leaf->InsertLeaf(I(2 * (m - 1 - i))));
         }
         EXPECT_TRUE(leaf->IsFull() && !leaf->InsertLeaf(extra) && !leaf->InsertIndex(extra, leaf));
-        EXPECT_TRUE(leaf->FindNode(extra) == nullptr && !BPlusNode().InsertLeaf(extra));
+        EXPECT_TRUE(leaf->FindNode(extra) == nullptr && !BPlusNode().InsertLeaf(extra) &&
+                    !leaf->Split(nullptr, nullptr, nullptr));  // a NULL key: nothing changes
+
         BPlusNode* right = leaf->Split(extra, nullptr, nullptr);
         EXPECT_TRUE(leaf->GetKeyCount() == m / 2 + m % 2 && right->GetKeyCount() == m / 2);
         EXPECT_TRUE(leaf->GetKey(1) == extra &&
                     right->GetKey(m / 2 - 1)->GetIntValue() == 2 * m - 2);
         EXPECT_TRUE(leaf->GetNextLeaf() == right && right->GetPrevLeaf() == leaf);
-        delete leaf;
-        delete right;
+        delete leaf, delete right;
     }
 }
 
 TEST(BPlusNodeAdd, DuplicatesAndDataReplacement)
 {
     CountingData old, incoming;  // answer false: they stay alive
-    BPlusKey* stored = I(2);
-    BPlusKey* twin = I(2);
-    stored->SetData(&old);
-    twin->SetData(&incoming);
-    BPlusNode* root = (new BPlusNode())->Add(I(1), false);
-    root = root->Add(stored, false)->Add(I(3), false);
+    BPlusKey *stored = I(2), *twin = I(2);
+    stored->SetData(&old), twin->SetData(&incoming);
+    BPlusNode* root = (new BPlusNode())->Add(I(1), false)->Add(stored, false)->Add(I(3), false);
     std::string const before = Print(root, 0);
-    EXPECT_EQ(root->Add(twin, false), root);
-    EXPECT_TRUE(stored->GetData() == &old && twin->GetData() == &incoming);
-    EXPECT_EQ(root->Add(twin, true), root);
-    EXPECT_TRUE(stored->GetData() == &incoming && twin->GetData() == nullptr);
-    EXPECT_TRUE(old.asked == 1 && incoming.asked == 0);
+    EXPECT_TRUE(root->Add(twin, false) == root && stored->GetData() == &old &&
+                twin->GetData() == &incoming);
+    EXPECT_TRUE(root->Add(twin, true) == root && stored->GetData() == &incoming &&
+                twin->GetData() == nullptr && old.asked == 1 && incoming.asked == 0);
     EXPECT_EQ(root->Add(stored, true), root);  // the stored key itself: nothing moves
     EXPECT_TRUE(stored->GetData() == &incoming && root->Search(twin) == stored);
     EXPECT_EQ(Print(root, 0), before);
-    delete twin;
-    BPlusNode::DeleteTree(root);
+    delete twin, BPlusNode::DeleteTree(root);
     EXPECT_EQ(incoming.asked, 1);
 }
 
@@ -168,14 +160,13 @@ TEST(BPlusNodeSearch, DescentPathAndInvalidRoot)
     BPlusKey* probe = I(4);
     EXPECT_TRUE(root->Search(probe, &path) == nullptr && root->Search(probe) == nullptr);
     EXPECT_TRUE(path.size() == 1 && path.pop() == root);
-    for (int v = 1; v <= 5; ++v) {
-        root = root->Add(I(v), false);
-    }
+    root = root->Add(I(1), false)->Add(I(2), false)->Add(I(3), false)->Add(I(4), false);
+    root = root->Add(I(5), false);
     EXPECT_EQ(Shape(root->Search(probe, &path)), "L[3, 4]");
     EXPECT_TRUE(path.size() == 2 && path.peek(0) == root);
     EXPECT_EQ(Shape(static_cast<BPlusNode*>(path.peek(1))), "I[4](L[3, 4], L[5])");
-    probe->SetKey(2);
-    EXPECT_EQ(Shape(root->Search(probe, nullptr)), "L[2]");  // ties go left
+    probe->SetKey(2);  // ties go left
+    EXPECT_EQ(Shape(root->Search(probe, nullptr)), "L[2]");
     BPlusNode::DeleteTree(root);
 
     BPlusNode invalid(66, 21, 1.0f);
@@ -185,31 +176,17 @@ TEST(BPlusNodeSearch, DescentPathAndInvalidRoot)
     delete probe;
 }
 
-TEST(BPlusNodeMisuse, NullKeyIndexesOutOfRangeAndNullStream)
+TEST(BPlusNodePrint, FormatLevelsAndMisuse)
 {
     BPlusNode* root = new BPlusNode();
-    EXPECT_EQ(root->Add(nullptr, false), root);  // stores nothing
+    CPtrStack path;
+    EXPECT_EQ(root->Add(nullptr, false), root);  // a NULL key: stores nothing
     root = root->Add(I(1), false);
-    EXPECT_TRUE(!root->Search(nullptr) && !root->Search(nullptr, nullptr) && !root->FindNode(nullptr));
+    EXPECT_TRUE(!root->Search(nullptr) && !root->Search(nullptr, &path) && path.size() == 0 &&
+                !root->FindNode(nullptr));
     EXPECT_TRUE(!root->InsertIndex(nullptr, nullptr) && !root->GetFirstLeaf()->InsertLeaf(nullptr));
-    root->GetKey(0)->PrintKey(static_cast<FILE*>(nullptr));  // no stream: nothing written
     EXPECT_TRUE(root->GetKey(0) && !root->GetKey(-1) && !root->GetKey(2));
     EXPECT_TRUE(!root->GetNextLeaf() && !root->GetPrevLeaf());  // not a leaf
-    char* data = nullptr;
-    size_t size = 0;
-    FILE* out = open_memstream(&data, &size);
-    root->PrintNode(out, 0);
-    root->PrintNode(static_cast<FILE*>(nullptr), 0);  // no stream: nothing written
-    std::fclose(out);
-    EXPECT_EQ(std::string(data, size), Print(root, 0));
-    std::free(data);
-    BPlusNode::DeleteTree(root);
-    BPlusNode::DeleteTree(nullptr);
-}
-
-TEST(BPlusNodePrint, FormatAndLevels)
-{
-    BPlusNode* root = (new BPlusNode())->Add(I(1), false);
     unsigned const leaf = unsigned(uintptr_t(root->GetFirstLeaf()));
     char expected[512];
     std::snprintf(expected, sizeof expected,
@@ -222,8 +199,16 @@ TEST(BPlusNodePrint, FormatAndLevels)
     EXPECT_NE(indented.find("\n      | key=1\n"), std::string::npos);
     EXPECT_EQ(Print(root, 5000), Print(root, 4095));
     EXPECT_EQ(Print(root, 4095).find(std::string(8191, ' ')), std::string::npos);
-    BPlusNode::DeleteTree(root);
+    char* data = nullptr;
+    size_t size = 0;
+    FILE* out = open_memstream(&data, &size);
+    root->PrintNode(out, 0), std::fclose(out);
+    root->PrintNode(static_cast<FILE*>(nullptr), 0);  // no stream: nothing written
+    root->GetKey(0)->PrintKey(static_cast<FILE*>(nullptr));
 
+    EXPECT_EQ(std::string(data, size), expected);
+    std::free(data);
+    BPlusNode::DeleteTree(root), BPlusNode::DeleteTree(nullptr);
     BPlusNode empty;
     empty.SetLeafNode(true);
     EXPECT_EQ(Print(&empty, 0).substr(22), "|--------------\n");
@@ -231,57 +216,11 @@ TEST(BPlusNodePrint, FormatAndLevels)
     EXPECT_NE(Print(&empty, 0).find("| key=(null key)\n"), std::string::npos);
 }
 
-// Adds the keys of values to a tree of capacity m, as integer keys or as
-// order-preserving words in random letter case under a lower-casing
-// normalizer, and compares with a std::map: the exact search returns the
-// stored object, absent keys are not found, the leaf chain is complete both
-// ways, and DeleteTree destroys every key exactly once.
-void Exercise(int m, std::vector<int> const& values, bool words, std::mt19937& rng)
-{
-    auto make = [&](int value) {
-        if (!words) {
-            return I(value);
-        }
-        std::string word;
-        for (int rest = value + 5000, i = 0; i < 3; ++i, rest /= 26) {
-            word.insert(word.begin(), char((rng() % 2 ? 'A' : 'a') + rest % 26));
-        }
-        return BPlusKey::NewCharKey(word.c_str());
-    };
-    std::map<int, BPlusKey*> model;
-    std::vector<CountingData> tallies(values.size());  // never reallocated
-    BPlusNode* root = MakeRoot(m);
-    for (size_t i = 0; i < values.size(); ++i) {
-        BPlusKey* key = make(values[i]);
-        key->SetData(&tallies[i]);
-        root = root->Add(key, false);
-        if (!model.emplace(values[i], key).second) {
-            delete key;  // refused as a duplicate: still ours
-        }
-    }
-    std::vector<BPlusKey*> expected, forward, backward;
-    for (auto const& entry : model) {
-        expected.push_back(entry.second);
-        std::unique_ptr<BPlusKey> present(make(entry.first)), absent(make(entry.first + 1));
-        ASSERT_TRUE(root->Search(present.get()) == entry.second && !root->Search(absent.get()));
-    }
-    for (BPlusNode* leaf = root->GetLastLeaf(); leaf != nullptr; leaf = leaf->GetPrevLeaf()) {
-        for (int i = leaf->GetKeyCount() - 1; i >= 0; --i) {
-            backward.insert(backward.begin(), leaf->GetKey(i));
-        }
-    }
-    for (BPlusNode* leaf = root->GetFirstLeaf(); leaf != nullptr; leaf = leaf->GetNextLeaf()) {
-        for (int i = 0; i < leaf->GetKeyCount(); ++i) {
-            forward.push_back(leaf->GetKey(i));
-        }
-    }
-    ASSERT_TRUE(forward == expected && backward == expected);
-    BPlusNode::DeleteTree(root);
-    for (CountingData const& tally : tallies) {
-        ASSERT_EQ(tally.asked, 1);
-    }
-}
-
+// Adds keys to trees of every capacity, ascending, descending or random with
+// repeats, as integer keys or as order-preserving words in random letter case
+// under a lower-casing normalizer, and compares with a std::map: the exact
+// search returns the stored object, absent keys are not found, the leaf chain
+// is complete both ways, and DeleteTree destroys every key exactly once.
 TEST(BPlusNodeRandom, MatchesStdMapForEveryCapacity)
 {
     std::mt19937 rng(20240611);
@@ -292,16 +231,48 @@ TEST(BPlusNodeRandom, MatchesStdMapForEveryCapacity)
             return 0;
         },
         0);
-    for (int m = 3; m <= 32; ++m) {
-        for (int round = 0; round < 120; ++round) {
-            const int n = 1 + static_cast<int>(rng() % 300);
-            std::vector<int> values(n);
-            for (int i = 0; i < n; ++i) {  // ascending, descending, random with repeats
-                const int pick = round % 3 == 0 ? i : (round % 3 == 1 ? n - i : int(rng() % n));
-                values[i] = 2 * pick - n;
+    // Every capacity m from 3 to 32, 120 rounds each.
+    for (int m = 3, round = 0; m <= 32; round = (round + 1) % 120, m += round == 0) {
+        auto make = [&](int value) {
+            std::string word(3, ' ');
+            for (int rest = value + 5000, i = 2; i >= 0; --i, rest /= 26) {
+                word[i] = char((rng() % 2 ? 'A' : 'a') + rest % 26);
             }
-            Exercise(m, values, round % 5 == 4, rng);
+            return round % 5 == 4 ? BPlusKey::NewCharKey(word.c_str()) : I(value);
+        };
+        const int n = 1 + static_cast<int>(rng() % 300);
+        std::map<int, BPlusKey*> model;
+        std::vector<CountingData> tallies(n);  // never reallocated
+        BPlusNode* root = MakeRoot(m);
+        for (int i = 0; i < n; ++i) {
+            const int pick = round % 3 == 0 ? i : (round % 3 == 1 ? n - i : int(rng() % n));
+            BPlusKey* key = make(2 * pick - n);
+            key->SetData(&tallies[i]);
+            root = root->Add(key, false);
+            if (!model.emplace(2 * pick - n, key).second) {
+                delete key;  // refused as a duplicate: still ours
+            }
         }
+        std::vector<BPlusKey*> expected, forward, backward;
+        for (auto const& [value, key] : model) {
+            Key present(make(value)), absent(make(value + 1));
+            ASSERT_TRUE(root->Search(present.get()) == key && !root->Search(absent.get()));
+            expected.push_back(key);
+        }
+        for (BPlusNode* leaf = root->GetFirstLeaf(); leaf != nullptr; leaf = leaf->GetNextLeaf()) {
+            for (int i = 0; i < leaf->GetKeyCount(); ++i) {
+                forward.push_back(leaf->GetKey(i));
+            }
+        }
+        for (BPlusNode* leaf = root->GetLastLeaf(); leaf != nullptr; leaf = leaf->GetPrevLeaf()) {
+            for (int i = leaf->GetKeyCount() - 1; i >= 0; --i) {
+                backward.insert(backward.begin(), leaf->GetKey(i));
+            }
+        }
+        ASSERT_TRUE(forward == expected && backward == expected) << m << "/" << round;
+        BPlusNode::DeleteTree(root);
+        ASSERT_TRUE(
+            std::all_of(tallies.begin(), tallies.end(), [](auto& t) { return t.asked == 1; }));
     }
     BPlusKey::SetNormalizer(nullptr, 0);
 }

@@ -63,9 +63,8 @@ TEST_F(LoggerRecord, ThresholdPassesLevelsUpToItAndFormatsNothingElse)
     char const* const records[] = {"[  FATAL] f: #1 *\n", "[  ERROR] e: #2 *\n",
                                    "[WARNING] w: #3 *\n", "[   INFO] i: *\n", "[  DEBUG] d: *\n"};
     for (int threshold = -1; threshold <= 6; ++threshold) {
-        log.SetLogLevel(Level(threshold));
+        log.SetLogLevel(Level(threshold)), std::rewind(out);
         EXPECT_EQ(log.GetLogLevel(), threshold);
-        std::rewind(out);
         // %n stores how far formatting got: a suppressed report leaves -1.
         int reached[5] = {-1, -1, -1, -1, -1};
         log.FatalError("f", 1, "*%n", &reached[0]), log.Error("e", 2, "*%n", &reached[1]);
@@ -96,20 +95,14 @@ TEST_F(LoggerRecord, FieldsLevelsAndTerminator)
               "[  ERROR] #-3 e\n[   INFO] net: connected\n[  DEBUG] d: 42\n"
               "[   INFO] s: never a line at 4\n[       ] s: #9 zero\n"
               "[  DEBUG] a\nb[  DEBUG] \nlead[  DEBUG] end\n[  ERROR] e: #1 \n[  ERROR] p: \n");
-}
-
-TEST_F(LoggerRecord, DateIsCtimeText)
-{
-    log.ToggleDateUsage(true), log.ToggleDateUsage(true);
+    log.ToggleDateUsage(true), log.ToggleDateUsage(true);  // the date is ctime's text
     std::time_t before, after;
+    char date[32];
     do {  // again when the clock ticks during the report
         std::rewind(out);
-        before = std::time(nullptr);
-        log.Error("parser", 120, "unexpected token");
-        after = std::time(nullptr);
+        before = std::time(nullptr), log.Error("parser", 120, "x"), after = std::time(nullptr);
     } while (before != after);
-    char text[32];
-    EXPECT_EQ(written().substr(1, 20), std::string(ctime_r(&before, text), 19) + " ");
+    EXPECT_EQ(written().substr(0, 21), "[" + std::string(ctime_r(&before, date), 19) + " ");
 }
 
 TEST_F(LoggerRecord, MessageCutAt8191AndSourceFieldAt511)
@@ -117,12 +110,11 @@ TEST_F(LoggerRecord, MessageCutAt8191AndSourceFieldAt511)
     const std::string message(10000, 'm'), source(600, 's');
     log.Debug(nullptr, "%s", message.c_str());
     EXPECT_EQ(written(), "[  DEBUG] " + message.substr(0, 8191) + "\n");
-    std::rewind(out);
-    log.PrintLog(IQorLogger::eLogDebug, nullptr, 0, message.c_str());  // no cut outside reports
-    EXPECT_EQ(written(), "[  DEBUG] " + message + "\n");
-    for (size_t length : {509, 510, 600}) {  // ": " fits, half fits, is cut away
-        std::rewind(out);
-        log.Debug(source.substr(0, length).c_str(), "x");
+    std::rewind(out), log.PrintLog(IQorLogger::eLogDebug, nullptr, 0, message.c_str());
+    EXPECT_EQ(written(), "[  DEBUG] " + message + "\n");  // no cut outside reports
+    for (size_t length : {509, 510, 600}) {               // ": " fits, half fits, is cut away
+        std::rewind(out), log.Debug(source.substr(0, length).c_str(), "x");
+
         EXPECT_EQ(written(),
                   "[  DEBUG] " + (source.substr(0, length) + ": ").substr(0, 511) + "x\n");
     }
@@ -130,23 +122,20 @@ TEST_F(LoggerRecord, MessageCutAt8191AndSourceFieldAt511)
 
 TEST(LoggerStreams, OnlyOwnedFileStreamsAreClosed)
 {
-    FILE *first = std::tmpfile(), *second = std::tmpfile(), *kept = std::tmpfile();
-    FILE* last = std::tmpfile();
+    FILE *first = std::tmpfile(), *second = std::tmpfile(), *kept = std::tmpfile(),
+         *last = std::tmpfile();
     const int firstFd = fileno(first), secondFd = fileno(second), lastFd = fileno(last);
     {
         Exposed log;
         log.SetFile(first, true), log.SetFile(first, true);  // the stream already set stays open
         EXPECT_TRUE(isOpen(firstFd));
         log.SetFile(second, true);
-        EXPECT_FALSE(isOpen(firstFd));
-        EXPECT_TRUE(isOpen(secondFd));
+        EXPECT_TRUE(!isOpen(firstFd) && isOpen(secondFd));
         log.SetFile(kept, true), log.SetFile(kept, false);  // takes the new ownership only
-        EXPECT_FALSE(isOpen(secondFd));
-        EXPECT_FALSE(log.ownsFile);
+        EXPECT_TRUE(!isOpen(secondFd) && !log.ownsFile);
         log.SetFile(stdout, true), log.SetFile(stderr, true), log.SetFile(last, true);
     }
-    EXPECT_TRUE(isOpen(STDOUT_FILENO) && isOpen(STDERR_FILENO));
-    EXPECT_FALSE(isOpen(lastFd));  // closed with the logger
+    EXPECT_TRUE(isOpen(STDOUT_FILENO) && isOpen(STDERR_FILENO) && !isOpen(lastFd));
     EXPECT_EQ(std::fclose(kept), 0);
 }
 
@@ -155,15 +144,15 @@ TEST(LoggerFiles, OpenByPathAndCompleteFile)
     std::string dir = makeTempDir();
     Exposed silent, log;
     char ext[20] = "";
-    EXPECT_FALSE(silent.SetFile((dir + "silent.log").c_str(), "w"));
-    EXPECT_FALSE(silent.CompleteFile(&dir[0], "silent", ext, "w", false, false));
+    EXPECT_FALSE(silent.SetFile((dir + "silent.log").c_str(), "w") ||
+                 silent.CompleteFile(&dir[0], "silent", ext, "w", false, false));
     EXPECT_STREQ(ext, "log");
     log.SetLogLevel(IQorLogger::eLogInformation);
-    EXPECT_TRUE(log.CompleteFile(&dir[0], "null", nullptr, "w", false, false));
-    EXPECT_TRUE(log.CompleteFile(&dir[0], "pid", nullptr, "w", false, true));
+    EXPECT_TRUE(log.CompleteFile(&dir[0], "null", nullptr, "w", false, false) &&
+                log.CompleteFile(&dir[0], "pid", nullptr, "w", false, true));
     std::strcpy(ext, "abcdefghijklmnopqrs");  // 19 characters
-    EXPECT_TRUE(log.CompleteFile(&dir[0], "long", ext, "w", false, false));
-    EXPECT_STREQ(ext, "abcdefghijklmno");
+    EXPECT_TRUE(log.CompleteFile(&dir[0], "long", ext, "w", false, false) &&
+                std::strcmp(ext, "abcdefghijklmno") == 0);
     log.ToggleDateUsage(false), log.Information("app", "here");
     const int fd = fileno(log.stream);
     EXPECT_FALSE(log.SetFile((dir + "missing/x.log").c_str(), "w"));
@@ -173,9 +162,9 @@ TEST(LoggerFiles, OpenByPathAndCompleteFile)
                  log.SetFile((dir + "x.log").c_str(), nullptr));
     std::ifstream in(dir + "long.abcdefghijklmno");
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "[   INFO] app: here\n");
-    EXPECT_TRUE(std::filesystem::exists(dir + "null.log"));
-    EXPECT_TRUE(std::filesystem::exists(dir + "pid-" + std::to_string(getpid()) + ".log"));
-    EXPECT_FALSE(std::filesystem::exists(dir + "silent.log"));
+    EXPECT_TRUE(std::filesystem::exists(dir + "null.log") &&
+                !std::filesystem::exists(dir + "silent.log") &&
+                std::filesystem::exists(dir + "pid-" + std::to_string(getpid()) + ".log"));
     std::filesystem::remove_all(dir);
 }
 
@@ -185,8 +174,7 @@ TEST(LoggerThreads, RecordsOfEightThreadsNeverInterleave)
     const std::string dir = makeTempDir(), tail = " of a line long enough to overlap";
     FILE* file = std::fopen((dir + "shared.log").c_str(), "w");
     QorFileLogger log;
-    log.SetLogLevel(IQorLogger::eLogDebug);
-    log.SetFile(file, true);
+    log.SetLogLevel(IQorLogger::eLogDebug), log.SetFile(file, true);
     std::vector<std::thread> threads;
     threads.emplace_back([&log, file] {  // keeps resetting the stream, threshold and dates
         for (int i = 0; i < 2000; ++i) {
