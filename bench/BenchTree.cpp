@@ -1,7 +1,10 @@
 // B+ tree against std::set (and absl::btree_set when available): insertion,
 // exact search, leaf-chain walk, integer and text keys.
+#include <string.h>
 #include <strings.h>
 
+#include <cstdlib>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <set>
@@ -179,6 +182,66 @@ void searchTextPeer(benchmark::State& state)
     state.SetItemsProcessed(state.iterations());
 }
 
+// The peer with the tree's storage of a text key: the set holds pointers to
+// separately allocated key objects of a tree key's size, each pointing at a
+// separately allocated lower-case copy of its text, compared like the
+// tree's normalized copies (bytes, then length). Against searchTextPeer it
+// shows what reaching each text through two pointers costs a search.
+struct TextKeyObject {
+    char before[24];  // the tree key's fields ahead of its text pointers
+    char* text;
+    int length;
+    char* folded;
+    int foldedLength;
+    char after[28];
+};
+static_assert(sizeof(TextKeyObject) == 80, "the size of a tree key");
+
+struct FoldedLess {
+    bool operator()(const TextKeyObject* a, const TextKeyObject* b) const
+    {
+        const int common = a->foldedLength < b->foldedLength ? a->foldedLength : b->foldedLength;
+        const int bytes = std::memcmp(a->folded, b->folded, static_cast<size_t>(common));
+        return bytes != 0 ? bytes < 0 : a->foldedLength < b->foldedLength;
+    }
+};
+
+TextKeyObject* newTextKeyObject(const std::string& word)
+{
+    auto* key = new TextKeyObject();
+    key->length = static_cast<int>(word.size());
+    key->text = strdup(word.c_str());
+    key->foldedLength = key->length;
+    key->folded = strdup(word.c_str());
+    foldCase(key->folded, &key->foldedLength, 0);
+    return key;
+}
+
+void deleteTextKeyObject(TextKeyObject* key)
+{
+    std::free(key->text);
+    std::free(key->folded);
+    delete key;
+}
+
+void searchTextKeyObjectsPeer(benchmark::State& state)
+{
+    const std::vector<std::string> words = bench::randomWords(kTextKeys, 3);
+    std::set<TextKeyObject*, FoldedLess> set;
+    for (const std::string& w : words) set.insert(newTextKeyObject(w));
+    std::vector<TextKeyObject*> probes;
+    for (size_t i = 0; i < words.size(); i += 7) probes.push_back(newTextKeyObject(words[i]));
+    size_t i = 0, found = 0;
+    for (auto _ : state) {
+        found += set.find(probes[i]) != set.end();
+        if (++i == probes.size()) i = 0;
+    }
+    benchmark::DoNotOptimize(found);
+    for (TextKeyObject* p : probes) deleteTextKeyObject(p);
+    for (TextKeyObject* k : set) deleteTextKeyObject(k);
+    state.SetItemsProcessed(state.iterations());
+}
+
 void addText(benchmark::State& state, bool normalizer)
 {
     BPlusKey::SetNormalizer(normalizer ? foldCase : nullptr, 0);
@@ -250,6 +313,10 @@ const bool registered = [] {
             })->Unit(benchmark::kMicrosecond);
         }
     }
+    benchmark::RegisterBenchmark("tree.text_search_normalized.M32.N100000.peer_keys_as_objects:lib",
+                                 [](benchmark::State& s) { searchText(s, true); });
+    benchmark::RegisterBenchmark("tree.text_search_normalized.M32.N100000.peer_keys_as_objects:std",
+                                 searchTextKeyObjectsPeer);
     for (bool normalizer : {true, false}) {
         const std::string tag = normalizer ? "normalized" : "nocase";
         benchmark::RegisterBenchmark(("tree.text_search_" + tag + ".M32.N100000:lib").c_str(),
