@@ -69,6 +69,46 @@ void addIntsPeer(benchmark::State& state, int n, bool ascending)
     state.SetItemsProcessed(state.iterations() * n);
 }
 
+// The peer with the tree's storage of an integer key: the set holds pointers
+// to separately allocated objects of a tree key's size (the caller allocates
+// every key the tree stores). Against addIntsPeer it shows what that storage
+// costs an insertion.
+struct IntKeyObject {
+    void* header;  // where a tree key has its vtable
+    int type;
+    int value;
+    char rest[64];
+};
+static_assert(sizeof(IntKeyObject) == 80, "the size of a tree key");
+
+struct IntKeyObjectLess {
+    bool operator()(const IntKeyObject* a, const IntKeyObject* b) const { return a->value < b->value; }
+};
+
+void addIntKeyObjectsPeer(benchmark::State& state, int n)
+{
+    const std::vector<int> values = bench::randomInts(n, 1);
+    auto build = [&values] {
+        auto set = std::make_unique<std::set<IntKeyObject*, IntKeyObjectLess>>();
+        for (int v : values) {
+            auto* key = new IntKeyObject();
+            key->value = v;
+            set->insert(key);
+        }
+        return set;
+    };
+    auto release = [](std::unique_ptr<std::set<IntKeyObject*, IntKeyObjectLess>> set) {
+        for (IntKeyObject* key : *set) delete key;
+    };
+    for (auto _ : state) {
+        auto set = build();
+        state.PauseTiming();
+        release(std::move(set));
+        state.ResumeTiming();
+    }
+    state.SetItemsProcessed(state.iterations() * n);
+}
+
 void searchInts(benchmark::State& state, int n, const Capacity& c, bool hits)
 {
     BPlusNode* root = cachedIntTree(n, c);
@@ -313,6 +353,12 @@ const bool registered = [] {
             })->Unit(benchmark::kMicrosecond);
         }
     }
+    benchmark::RegisterBenchmark("tree.add_random.M32.N1000000.peer_keys_as_objects:lib",
+                                 [](benchmark::State& s) { addInts(s, 1000000, kCapacities[2], false); })
+        ->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark("tree.add_random.M32.N1000000.peer_keys_as_objects:std",
+                                 [](benchmark::State& s) { addIntKeyObjectsPeer(s, 1000000); })
+        ->Unit(benchmark::kMillisecond);
     benchmark::RegisterBenchmark("tree.text_search_normalized.M32.N100000.peer_keys_as_objects:lib",
                                  [](benchmark::State& s) { searchText(s, true); });
     benchmark::RegisterBenchmark("tree.text_search_normalized.M32.N100000.peer_keys_as_objects:std",
