@@ -113,46 +113,22 @@ void CStringBuffer::freeString(char* block)
 CStringBuffer::CStringBuffer()
     : buffer(allocString(kDefaultBlockSize)),
       bufSize(kDefaultBlockSize),
-      len(0),
       endPtr(buffer),
-      blockSize(kDefaultBlockSize),
-      writeBuffer(nullptr),
-      writeBufSize(0)
+      blockSize(kDefaultBlockSize)
 {
 }
 
-CStringBuffer::CStringBuffer(int blockSize)
-    : buffer(nullptr),
-      bufSize(0),
-      len(0),
-      endPtr(nullptr),
-      blockSize(std::max(blockSize, 1)),
-      writeBuffer(nullptr),
-      writeBufSize(0)
+CStringBuffer::CStringBuffer(int blockSize) : blockSize(std::max(blockSize, 1))
 {
     set(kEmptyText, 0);
 }
 
-CStringBuffer::CStringBuffer(char const* text)
-    : buffer(nullptr),
-      bufSize(0),
-      len(0),
-      endPtr(nullptr),
-      blockSize(kDefaultBlockSize),
-      writeBuffer(nullptr),
-      writeBufSize(0)
+CStringBuffer::CStringBuffer(char const* text) : blockSize(kDefaultBlockSize)
 {
     set(text, -1);
 }
 
-CStringBuffer::CStringBuffer(CStringBuffer const& other)
-    : buffer(nullptr),
-      bufSize(0),
-      len(0),
-      endPtr(nullptr),
-      blockSize(kDefaultBlockSize),
-      writeBuffer(nullptr),
-      writeBufSize(0)
+CStringBuffer::CStringBuffer(CStringBuffer const& other) : blockSize(kDefaultBlockSize)
 {
     set(other.buffer, other.len);
 }

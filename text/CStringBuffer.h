@@ -185,13 +185,13 @@ public:
     bool equals(char const* text);
 
 protected:
-    char* buffer;       // storage block: the text and a NUL
-    int bufSize;        // bytes of the block the text and terminator may use
-    int len;            // text length, terminator not counted
-    char* endPtr;       // buffer + len
-    int blockSize;      // growth step, at least 1
-    char* writeBuffer;  // block handed out by getBufferSetLength, or NULL
-    int writeBufSize;   // size chosen for writeBuffer, 0 when none
+    char* buffer = nullptr;       // storage block: the text and a NUL
+    int bufSize = 0;              // bytes of the block the text and terminator may use
+    int len = 0;                  // text length, terminator not counted
+    char* endPtr = nullptr;       // buffer + len
+    int blockSize;                // growth step, at least 1 (set by every constructor)
+    char* writeBuffer = nullptr;  // block handed out by getBufferSetLength, or NULL
+    int writeBufSize = 0;         // size chosen for writeBuffer, 0 when none
 };
 
 #endif
