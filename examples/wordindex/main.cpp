@@ -10,6 +10,7 @@
 #include "Options.h"
 #include "SampleText.h"
 #include "WordIndex.h"
+#include "btree/BPlusNode.h"
 #include "log/QorFileLogger.h"
 
 using namespace wordindex;
@@ -71,6 +72,15 @@ int main(int argc, char** argv)
     if (options.printSample) {
         std::fputs(kSampleText, stdout);
         return 0;
+    }
+    // A tree whose nodes hold fewer than 3 pointers stores nothing: refuse it
+    // here rather than index into it.
+    if (!BPlusNode(options.blockSize, options.keySize, 1.0f).IsValid()) {
+        std::fprintf(stderr,
+                     "wordindex: --block-size %d with --key-size %d gives nodes of fewer than 3 "
+                     "pointers\n%s",
+                     options.blockSize, options.keySize, usageText());
+        return 2;
     }
 
     QorFileLogger logger;

@@ -41,6 +41,8 @@ err=$("$bin" --frobnicate 2>&1)
 check "bad option: exit 2" 2 $?
 check "bad option: message" "wordindex: unknown option: --frobnicate" "$(sed -n 1p <<< "$err")"
 check "bad option: usage" 1 "$(grep -c '^usage: wordindex' <<< "$err")"
+"$bin" --block-size 1 > /dev/null 2> "$work/err.txt"
+check "node capacity below 3: exit 2" 2 $?
 
 printf 'alpha\0beta\0\0gamma\nbeta\n' > "$work/binary.bin"
 out=$("$bin" "$work/binary.bin" --top 1)
