@@ -77,7 +77,8 @@ public:
     virtual IBPlusData* GetData();
     // Writes the value as text to stream (no line end).
     virtual void PrintKey(FILE* stream);
-    // Appends the value as text to out: "%d", "%0.2lf" or the text itself.
+    // Appends the value as text to out: "%d", "%0.2lf" or the text itself,
+    // formatted through "%s" and so cut at its first NUL and at 16383 bytes.
     virtual void PrintKey(CStringBuffer& out);
 
     // The key's type.

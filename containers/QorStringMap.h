@@ -15,7 +15,8 @@
 // Growth: an insert first checks the collision count (items that landed in
 // an already occupied slot, less those removed from shared slots); when it
 // exceeds the larger of size() / 8 and 7 the table is rebuilt with twice
-// that many slots (at least 32) and every item moves to its new slot, in
+// that many slots, twice the collision count (at least 32; this can be fewer
+// slots than the table had) and every item moves to its new slot, in
 // its old order, its mode reset to the map's allocMode. A growth step never
 // releases a value. MapItem pointers taken before an insert (from allocList
 // or Bucket::get) must be treated as invalid after it, since that insert may

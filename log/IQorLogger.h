@@ -4,7 +4,9 @@
 // format the message printf-style into an 8192-byte area of their own frame
 // (a longer message is cut to its first 8191 bytes) and hand it to the one
 // output operation a concrete logger provides, PrintLog. A message of level L
-// is reported when GetLogLevel() >= L; a suppressed message costs one
+// is reported when the stored threshold (SetLogLevel, read back by
+// GetLogLevel) is >= L; the test reads the field itself, so a subclass that
+// overrides GetLogLevel does not change it. A suppressed message costs one
 // comparison and its arguments are never formatted. A new logger has the
 // threshold eLogNone and so reports nothing.
 //

@@ -152,7 +152,8 @@ public:
     void convertLinebreaks();
     // Takes count bytes of source from start (negative count or too many: to
     // the end; negative start: 0). With append false the text is replaced
-    // (emptied first), with true the bytes are appended.
+    // (emptied first), with true the bytes are appended. The emptying comes
+    // first even when source is this buffer, which is then left empty.
     CStringBuffer& getSubStr(CStringBuffer& source, int start, int count, bool append);
     // Inserts text before position (negative: 0; at or past the end appends).
     CStringBuffer& insert(CStringBuffer& text, int position);

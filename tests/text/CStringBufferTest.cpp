@@ -160,6 +160,7 @@ TEST(StringBufferEdit, LineBreaksNullTextsAndReplacementGrowth)
 
     EXPECT_TRUE(b.equals("ABC") && !b.equals(nullptr) && CStringBuffer().equals(nullptr));
     EXPECT_TRUE(b.compareNoCase("abd") < 0 && b.compareNoCase(nullptr) > 0);
+    EXPECT_EQ(text(b.getSubStr(b, 1, 1, false)), "");  // emptied before it reads itself
 }
 
 namespace {
