@@ -145,6 +145,31 @@ public:
     // Writes the same text to stream with one fputs; nothing is flushed.
     void PrintNode(FILE* stream, int level);
 
+    // --- Removal, bulk loading and checking
+
+    // Takes the stored key that compares equal to key out of the tree whose
+    // root is this node, and returns the root to continue with (a different
+    // node when the tree loses a level; this node is then destroyed). key is
+    // only a probe, never kept or freed. With ppRemoved NULL the removed key
+    // is destroyed (its data released by IBPlusData::Dealloc); otherwise
+    // *ppRemoved receives it and the caller owns it. *ppRemoved is NULL when
+    // no equal key was stored; the tree is then unchanged. NULL key or a root
+    // that is not valid: nothing happens and this node is returned. Never
+    // allocates; nodes touched by the removal end at least half full.
+    BPlusNode* Remove(BPlusKey* key, BPlusKey** ppRemoved);
+    // Loads count keys, strictly ascending by BPlusKey::Compare, into this
+    // empty root (a newly constructed node, which supplies the sizes) and
+    // returns the root of the tree holding them. The tree takes ownership of
+    // every key. Leaves are filled to capacity except at most the last two.
+    // Refused (the root is returned unchanged and no key is taken) when the
+    // keys are not strictly ascending, a key is NULL, count is negative or
+    // this node is not a valid empty root.
+    BPlusNode* BuildFromSorted(BPlusKey** keys, int count);
+    // Checks, treating this node as the root, every invariant the tree's
+    // operations rely on (see docs/btree.md); appends one line per problem
+    // to problems and returns true when there is none. O(n).
+    bool VerifyTree(CStringBuffer& problems);
+
     // --- Releasing
 
     // Destroys every node reachable from root and every key object of the
