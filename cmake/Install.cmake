@@ -30,6 +30,7 @@ install(FILES
 # The .pc files find the prefix relative to their own directory, however deep
 # the library directory is (lib, lib64, lib/x86_64-linux-gnu).
 file(RELATIVE_PATH ZARNCRT_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" ZARNCRT_PC_TO_PREFIX "${ZARNCRT_PC_TO_PREFIX}")
 foreach(pc zarncrt_core zarncrt_core++)
   configure_file(${PROJECT_SOURCE_DIR}/cmake/${pc}.pc.in ${PROJECT_BINARY_DIR}/${pc}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${pc}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
