@@ -29,7 +29,7 @@ trap 'rm -rf "$work"' EXIT
 cd "$work"
 if [ "$mode" = "--check" ]; then
     # Level 4: any symbol that appeared or disappeared is an error.
-    if dpkg-gensymbols -q -c4 -plibzarncrt-core++2 -v"$version" -I"$symbols" -O"$work/symbols" "${libs[@]}"; then
+    if dpkg-gensymbols -c4 -plibzarncrt-core++2 -v"$version" -I"$symbols" -O"$work/symbols" "${libs[@]}"; then
         echo "debian symbols: the libraries export exactly the $(grep -c '^ ' "$symbols") symbols of packaging/symbols"
         exit 0
     fi
