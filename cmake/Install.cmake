@@ -6,7 +6,7 @@ set(ZARNCRT_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/zarncrt_core++)
 
 install(TARGETS zarncrt_core zarncrt_core++
   EXPORT zarncrt_coreTargets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zarncrt_core++)
@@ -27,6 +27,10 @@ install(FILES
   ${PROJECT_BINARY_DIR}/zarncrt_core++ConfigVersion.cmake
   DESTINATION ${ZARNCRT_CMAKE_DIR})
 
+# The .pc files find the prefix relative to their own directory, however deep
+# the library directory is (lib, lib64, lib/x86_64-linux-gnu).
+file(RELATIVE_PATH ZARNCRT_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" ZARNCRT_PC_TO_PREFIX "${ZARNCRT_PC_TO_PREFIX}")
 foreach(pc zarncrt_core zarncrt_core++)
   configure_file(${PROJECT_SOURCE_DIR}/cmake/${pc}.pc.in ${PROJECT_BINARY_DIR}/${pc}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${pc}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,6 @@
+# Read by cpack before it builds the packages (CPACK_PROJECT_CONFIG_FILE).
+if(CPACK_GENERATOR STREQUAL "DEB" AND NOT CPACK_ZARNCRT_MULTIARCH_LIBDIR)
+  message(FATAL_ERROR "Debian packages need the multiarch library directory, "
+    "but this build installs libraries into '${CPACK_ZARNCRT_LIBDIR}': "
+    "configure a build directory with -DCMAKE_INSTALL_PREFIX=/usr for packaging")
+endif()
