@@ -238,7 +238,7 @@ private:
     ZARNCRT_HIDDEN void AdoptChildren(BPlusNode** children, BPlusKey** lastKeys, int count);
 
     // Checking (BPlusNodeVerify.cpp).
-    struct Verifier;
+    struct ZARNCRT_HIDDEN Verifier;
 };
 
 #endif

@@ -74,7 +74,7 @@ bool hasDuplicate(Vector<BPlusKey*>& keys, BPlusKey** duplicate)
 
 }  // namespace
 
-struct BPlusNode::Verifier {
+struct ZARNCRT_HIDDEN BPlusNode::Verifier {
     explicit Verifier(CStringBuffer& out) : problems(out) {}
 
     // One problem line about a node or key object: "<what> 0x%08x: ...".
