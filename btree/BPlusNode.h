@@ -5,6 +5,9 @@
 // after a root split). Search finds the stored key object equal to a given
 // key, the leaf chain (GetFirstLeaf, GetNextLeaf, ...) walks all keys in
 // ascending order, and PrintNode renders a subtree as indented text.
+// Remove takes keys out again (merging nodes as they empty), BuildFromSorted
+// loads sorted keys at once, VerifyTree checks the invariants listed in
+// docs/btree.md, and BPlusCursor (BPlusCursor.h) moves through the keys.
 //
 // Capacity. A node holds at most M child pointers and M-1 keys, where M is
 // computed from a block-size model: the largest n for which n pointers and
@@ -175,8 +178,8 @@ public:
     // Destroys every node reachable from root and every key object of the
     // tree exactly once: the keys of the leaves, the cloned bounds that only
     // index nodes hold, and separators shared between an index node and a
-    // leaf only once. root must be the root of a tree built by Add (or a
-    // single node); NULL does nothing.
+    // leaf only once. root must be the root of a tree built by Add, Remove
+    // and BuildFromSorted (or a single node); NULL does nothing.
     static void DeleteTree(BPlusNode* root);
 
 protected:
@@ -238,7 +241,7 @@ private:
     ZARNCRT_HIDDEN void AdoptChildren(BPlusNode** children, BPlusKey** lastKeys, int count);
 
     // Checking (BPlusNodeVerify.cpp).
-    struct Verifier;
+    struct ZARNCRT_HIDDEN Verifier;
 };
 
 #endif

@@ -1,17 +1,14 @@
 // BPlusNode: the invariant check of a whole tree (VerifyTree). The
 // invariants themselves are listed and explained in docs/btree.md.
-#include <algorithm>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <functional>
-#include <unordered_set>
-#include <vector>
 
 #include "btree/BPlusKey.h"
 #include "btree/BPlusNode.h"
 #include "btree/BPlusNodeInternal.h"
+#include "core/QorCore.h"
 #include "text/CStringBuffer.h"
 
 namespace {
@@ -20,62 +17,103 @@ namespace {
 // also stops the walk on a cycle.
 constexpr int kMaxDepth = 64;
 
-// Standard containers whose allocation failure ends the process instead of
-// throwing out of the library.
-template <typename T>
-struct AbortingAllocator {
-    using value_type = T;
-    AbortingAllocator() = default;
-    template <typename U>
-    AbortingAllocator(AbortingAllocator<U> const&)
+// A set of object addresses: open addressing in core memory (whose
+// exhaustion ends the process), so the whole check stays O(n) and throws
+// nothing.
+class PointerSet {
+public:
+    PointerSet() = default;
+    ~PointerSet()
     {
+        QorMemFree(m_slots);
     }
-    T* allocate(std::size_t n)
+    PointerSet(PointerSet const&) = delete;
+    PointerSet& operator=(PointerSet const&) = delete;
+
+    // Adds p; false when it was there already.
+    bool insert(void const* p)
     {
-        const std::size_t bytes = n * sizeof(T);
-        return static_cast<T*>(zarn::checked(std::malloc(bytes), "VerifyTree", bytes));
-    }
-    void deallocate(T* p, std::size_t)
-    {
-        std::free(p);
-    }
-    template <typename U>
-    bool operator==(AbortingAllocator<U> const&) const
-    {
+        if (2 * (m_count + 1) > m_capacity) {
+            grow();
+        }
+        std::size_t i = slotOf(p);
+        while (m_slots[i] != nullptr) {
+            if (m_slots[i] == p) {
+                return false;
+            }
+            i = (i + 1) & (m_capacity - 1);
+        }
+        m_slots[i] = p;
+        ++m_count;
         return true;
     }
-    template <typename U>
-    bool operator!=(AbortingAllocator<U> const&) const
+
+    bool contains(void const* p) const
     {
+        if (m_count == 0) {
+            return false;
+        }
+        for (std::size_t i = slotOf(p); m_slots[i] != nullptr; i = (i + 1) & (m_capacity - 1)) {
+            if (m_slots[i] == p) {
+                return true;
+            }
+        }
         return false;
     }
-};
 
-template <typename T>
-using Vector = std::vector<T, AbortingAllocator<T>>;
-using NodeSet = std::unordered_set<void const*, std::hash<void const*>, std::equal_to<void const*>,
-                                   AbortingAllocator<void const*>>;
+private:
+    std::size_t slotOf(void const* p) const
+    {
+        // Fibonacci hashing of the address; its low bits are alignment zeros.
+        const std::uint64_t h = reinterpret_cast<std::uintptr_t>(p) * 0x9e3779b97f4a7c15ull;
+        return static_cast<std::size_t>(h >> 32) & (m_capacity - 1);
+    }
+
+    void grow()
+    {
+        void const** old = m_slots;
+        const std::size_t oldCapacity = m_capacity;
+        m_capacity = oldCapacity == 0 ? 64 : oldCapacity * 2;
+        m_slots = static_cast<void const**>(QorMemAlloc(sizeof(void*) * m_capacity));
+        m_count = 0;
+        for (std::size_t i = 0; i < oldCapacity; ++i) {
+            if (old[i] != nullptr) {
+                insert(old[i]);
+            }
+        }
+        QorMemFree(old);
+    }
+
+    void const** m_slots = nullptr;  // zero-filled: NULL is an empty slot
+    std::size_t m_capacity = 0;      // a power of two
+    std::size_t m_count = 0;
+};
 
 unsigned low32(void const* p)
 {
     return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(p) & 0xffffffffu);
 }
 
-bool hasDuplicate(Vector<BPlusKey*>& keys, BPlusKey** duplicate)
-{
-    std::sort(keys.begin(), keys.end());
-    auto it = std::adjacent_find(keys.begin(), keys.end());
-    if (it == keys.end()) {
-        return false;
-    }
-    *duplicate = *it;
-    return true;
-}
-
 }  // namespace
 
-struct BPlusNode::Verifier {
+struct ZARNCRT_HIDDEN BPlusNode::Verifier {
     explicit Verifier(CStringBuffer& out) : problems(out) {}
+    ~Verifier()
+    {
+        QorMemFree(unshared);
+    }
+    Verifier(Verifier const&) = delete;
+    Verifier& operator=(Verifier const&) = delete;
+
+    void addUnshared(BPlusKey* key)
+    {
+        if (unsharedCount == unsharedCapacity) {
+            unsharedCapacity = unsharedCapacity == 0 ? 16 : unsharedCapacity * 2;
+            unshared = static_cast<BPlusKey**>(QorMemRealloc(
+                unshared, sizeof(BPlusKey*) * static_cast<std::size_t>(unsharedCapacity)));
+        }
+        unshared[unsharedCount++] = key;
+    }
 
     // One problem line about a node or key object: "<what> 0x%08x: ...".
     __attribute__((format(printf, 4, 5))) void report(char const* what, void const* object,
@@ -105,10 +143,14 @@ struct BPlusNode::Verifier {
     int capacity = 0;    // M of the nodes below the root
     int leafDepth = -1;  // depth of the first leaf met
     BPlusNode* previousLeaf = nullptr;
-    NodeSet visited;
-    Vector<BPlusKey*> leafKeys;
-    Vector<BPlusKey*> indexKeys;
-    Vector<BPlusKey*> unsharedIndexKeys;  // must be cloned bounds
+    PointerSet nodes;      // every node reached
+    PointerSet leafKeys;   // every key object in a leaf slot
+    PointerSet indexKeys;  // every key object in an index slot
+    // Index keys that do not end their child's rightmost leaf: cloned bounds,
+    // which no leaf may hold. Checked once all leaf keys are known.
+    BPlusKey** unshared = nullptr;
+    int unsharedCount = 0;
+    int unsharedCapacity = 0;
 };
 
 bool BPlusNode::VerifyTree(CStringBuffer& problems)
@@ -126,7 +168,7 @@ BPlusKey* BPlusNode::Verifier::check(BPlusNode* node, BPlusKey* lo, BPlusKey* hi
         report("node", node, "deeper than %d levels", kMaxDepth);
         return nullptr;
     }
-    if (!visited.insert(node).second) {
+    if (!nodes.insert(node)) {
         report("node", node, "reached twice");
         return nullptr;
     }
@@ -147,9 +189,11 @@ BPlusKey* BPlusNode::Verifier::check(BPlusNode* node, BPlusKey* lo, BPlusKey* hi
         last =
             check(node->m_pPointers[i], childLo, bound != nullptr ? bound : hi, depth + 1, false);
         if (bound != nullptr) {
-            indexKeys.push_back(bound);
+            if (!indexKeys.insert(bound)) {
+                report("key", bound, "key object held by two index slots");
+            }
             if (bound != last) {
-                unsharedIndexKeys.push_back(bound);
+                addUnshared(bound);
             }
         }
     }
@@ -247,7 +291,9 @@ BPlusKey* BPlusNode::Verifier::checkLeaf(BPlusNode* node, int depth, bool root)
     }
     previousLeaf = node;
     for (int i = 0; i < node->m_nKeyCount; ++i) {
-        leafKeys.push_back(node->m_pKeys[i]);
+        if (!leafKeys.insert(node->m_pKeys[i])) {
+            report("key", node->m_pKeys[i], "key object held by two leaf slots");
+        }
     }
     return node->m_nKeyCount > 0 ? node->m_pKeys[node->m_nKeyCount - 1] : nullptr;
 }
@@ -258,18 +304,12 @@ void BPlusNode::Verifier::finish()
         report("node", previousLeaf, "last leaf links on to 0x%08x",
                low32(previousLeaf->m_pNextLeaf));
     }
-    BPlusKey* duplicate = nullptr;
-    if (hasDuplicate(leafKeys, &duplicate)) {
-        report("key", duplicate, "key object held by two leaf slots");
-    }
-    if (hasDuplicate(indexKeys, &duplicate)) {
-        report("key", duplicate, "key object held by two index slots");
-    }
-    // leafKeys is sorted now. An index key that is not the last key of its
+    // An index key that is not the last key of its
     // child's rightmost leaf is destroyed with its index node: no leaf may
     // hold it too.
-    for (BPlusKey* key : unsharedIndexKeys) {
-        if (std::binary_search(leafKeys.begin(), leafKeys.end(), key)) {
+    for (int i = 0; i < unsharedCount; ++i) {
+        BPlusKey* key = unshared[i];
+        if (leafKeys.contains(key)) {
             report("key", key, "index key also held by a leaf that it does not end");
         }
     }

@@ -225,9 +225,9 @@ public:
     // both ways; deep adds every exact search and the printed leaves.
     std::string check(bool deep)
     {
-        CStringBuffer problems;
-        if (!root_->VerifyTree(problems)) {
-            return std::string("VerifyTree: ") + problems.getBufferPointer();
+        scratch_.clear();
+        if (!root_->VerifyTree(scratch_)) {
+            return std::string("VerifyTree: ") + scratch_.getBufferPointer();
         }
         if (CountedData::live != static_cast<long>(model_.size())) {
             return text("%ld live data objects for %ld stored keys", CountedData::live,
@@ -302,9 +302,10 @@ private:
         std::string printed(out.getBufferPointer(), static_cast<size_t>(out.length()));
         std::string wanted;
         for (BPlusKey* key : expected) {
-            CStringBuffer line;
-            key->PrintKey(line);
-            wanted += std::string(line.getBufferPointer(), static_cast<size_t>(line.length()));
+            scratch_.clear();
+            key->PrintKey(scratch_);
+            wanted +=
+                std::string(scratch_.getBufferPointer(), static_cast<size_t>(scratch_.length()));
             wanted += "\n";
         }
         std::string leafKeys;
@@ -340,6 +341,7 @@ private:
     KeyKind kind_;
     BPlusNode* root_;
     std::map<int, BPlusKey*> model_;
+    CStringBuffer scratch_;  // reused: a fresh buffer per check costs a zeroed block
 };
 
 // One randomized operation, chosen by choice, on values around value.
