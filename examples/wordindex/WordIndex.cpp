@@ -1,9 +1,12 @@
 #include "WordIndex.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstring>
+#include <numeric>
 
-#include "btree/BPlusCompositeKey.h"
 #include "containers/Stacks.h"
+#include "text/CStringBuffer.h"
 
 namespace wordindex {
 
@@ -22,23 +25,15 @@ int foldCase(char* text, int* length, int /*data*/)
     return 0;
 }
 
-// Word bytes: ASCII letters and digits, and any byte of a multi-byte UTF-8
-// sequence; everything else, NUL included, separates words.
-bool isWordByte(unsigned char c)
+WordData& dataOf(BPlusKey* key)
 {
-    return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c >= 0x80;
+    return *static_cast<WordData*>(key->GetData());
 }
 
 }  // namespace
 
-WordIndex::WordIndex(int blockSize, int keySize, int mapSlots, IQorLogger& log)
-    : blockSize(blockSize),
-      keySize(keySize),
-      log(log),
-      words(new BPlusNode(blockSize, keySize, 1.0f)),
-      byFrequency(nullptr),
-      counts(mapSlots, eQorAllocNone),
-      wordScratch(64)
+WordIndex::WordIndex(int blockSize, int keySize, IQorLogger& log)
+    : log(log), words(new BPlusNode(blockSize, keySize, 1.0f))
 {
     BPlusKey::SetNormalizer(foldCase, 0);
 }
@@ -46,42 +41,45 @@ WordIndex::WordIndex(int blockSize, int keySize, int mapSlots, IQorLogger& log)
 WordIndex::~WordIndex()
 {
     BPlusNode::DeleteTree(words);
-    BPlusNode::DeleteTree(byFrequency);
     BPlusKey::SetNormalizer(nullptr, 0);
 }
 
-long WordIndex::addLine(CStringBuffer& line, int fileIndex, long lineNumber)
+void WordIndex::build(const WordTable& table, const std::vector<InputFile>& inputs,
+                      const std::deque<ChunkCount>& chunks, long minCount,
+                      const std::function<void(int)>& inputDone)
 {
-    line.convertLinebreaks();
-    line.trim();
-    line.toLowerCase();
-    const int length = line.length();
-    long found = 0;
-    int start = -1;
-    for (int i = 0; i <= length; ++i) {
-        const bool inWord = i < length && (isWordByte(static_cast<unsigned char>(line[i])) ||
-                                           // an apostrophe inside a word: "don't"
-                                           (line[i] == '\'' && start >= 0 && i + 1 < length &&
-                                            isWordByte(static_cast<unsigned char>(line[i + 1]))));
-        if (inWord && start < 0) {
-            start = i;
-        } else if (!inWord && start >= 0) {
-            wordScratch.getSubStr(line, start, i - start, false);
-            addWord(wordScratch, fileIndex, lineNumber);
-            ++found;
-            start = -1;
+    // Line of the first byte of every chunk, counted from 1 in each input.
+    std::vector<long> firstLine(chunks.size(), 1);
+    for (const InputFile& input : inputs) {
+        long line = 1;
+        for (std::uint32_t c = input.firstChunk; c < input.endChunk; ++c) {
+            firstLine[c] = line;
+            line += chunks[c].newlines;
         }
     }
-    return found;
+    std::vector<std::uint32_t> order(table.size());
+    std::iota(order.begin(), order.end(), 0u);
+    std::sort(order.begin(), order.end(), [&table](std::uint32_t a, std::uint32_t b) {
+        return table.entry(a).first.before(table.entry(b).first);
+    });
+    std::size_t next = 0;
+    for (std::size_t i = 0; i < inputs.size(); ++i) {
+        for (; next < order.size() && table.entry(order[next]).first.chunk < inputs[i].endChunk;
+             ++next) {
+            const WordEntry& e = table.entry(order[next]);
+            if (e.count >= minCount) {
+                addWord(table.text(e), e.length, e.count, static_cast<int>(i),
+                        firstLine[e.first.chunk] + e.first.line);
+            }
+        }
+        inputDone(static_cast<int>(i));
+    }
 }
 
-void WordIndex::addWord(CStringBuffer& word, int fileIndex, long lineNumber)
+void WordIndex::addWord(char const* word, long length, long count, int fileIndex, long line)
 {
-    if (WordData* data = static_cast<WordData*>(counts.get(word))) {
-        ++data->count;
-        return;
-    }
-    WordData* data = new WordData(fileIndex, lineNumber);
+    auto* data = new WordData(fileIndex, line);
+    data->count = count;
     BPlusKey* key = BPlusKey::NewCharKey(word);
     key->SetData(data);
     BPlusNode* root = words->Add(key, false);
@@ -90,11 +88,8 @@ void WordIndex::addWord(CStringBuffer& word, int fileIndex, long lineNumber)
         log.Debug("index", "tree grew to height %d after %ld distinct words", treeHeight(),
                   distinct + 1);
     }
-    counts.insert(word, data);
     ++distinct;
-    keyBytes += word.length();
-    BPlusNode::DeleteTree(byFrequency);  // stale once the counts change
-    byFrequency = nullptr;
+    keyBytes += length;
 }
 
 WordData* WordIndex::find(char const* word)
@@ -102,7 +97,7 @@ WordData* WordIndex::find(char const* word)
     BPlusKey* probe = BPlusKey::NewCharKey(word);
     BPlusKey* stored = words->Search(probe);
     delete probe;
-    return stored != nullptr ? static_cast<WordData*>(stored->GetData()) : nullptr;
+    return stored != nullptr ? &dataOf(stored) : nullptr;
 }
 
 void WordIndex::forEachWithPrefix(char const* prefix,
@@ -123,43 +118,62 @@ void WordIndex::forEachWithPrefix(char const* prefix,
                 delete probe;
                 return;  // the first word past the prefix: no later word has it
             }
-            visit(text, *static_cast<WordData*>(key->GetData()));
+            visit(text, dataOf(key));
         }
     }
     delete probe;
 }
 
-void WordIndex::buildFrequencyTree()
+void WordIndex::forEachInRange(char const* from, char const* to,
+                               const std::function<void(char const*, WordData&)>& visit)
 {
-    byFrequency = new BPlusNode(blockSize, keySize, 1.0f);
-    for (BPlusNode* leaf = words->GetFirstLeaf(); leaf != nullptr; leaf = leaf->GetNextLeaf()) {
-        for (int i = 0; i < leaf->GetKeyCount(); ++i) {
-            BPlusKey* word = leaf->GetKey(i);
-            WordData* data = static_cast<WordData*>(word->GetData());
-            // Negated count first: the most frequent words come first in the
-            // leaf chain; equal counts are ordered by the word itself.
-            const int negated = data->count > 0x7fffffff ? -0x7fffffff : -static_cast<int>(data->count);
-            BPlusCompositeKey* key = BPlusCompositeKey::New(
-                BPlusKey::NewIntegerKey(negated), word->Clone(), nullptr);
-            byFrequency = byFrequency->Add(key, false);
+    BPlusKey* low = BPlusKey::NewCharKey(from);
+    BPlusKey* high = BPlusKey::NewCharKey(to);
+    bool past = false;
+    for (BPlusNode* leaf = words->Search(low, nullptr); leaf != nullptr && !past;
+         leaf = leaf->GetNextLeaf()) {
+        for (int i = 0; i < leaf->GetKeyCount() && !past; ++i) {
+            BPlusKey* key = leaf->GetKey(i);
+            if (BPlusKey::Compare(key, low) < 0) {
+                continue;  // before FROM, in the first leaf only
+            }
+            past = BPlusKey::Compare(key, high) > 0;
+            if (!past) {
+                visit(key->GetCharValue(nullptr), dataOf(key));
+            }
         }
     }
+    delete low;
+    delete high;
 }
 
 void WordIndex::forEachTop(int n, const std::function<void(char const*, WordData&)>& visit)
 {
-    if (byFrequency == nullptr) {
-        buildFrequencyTree();
-    }
-    int shown = 0;
-    for (BPlusNode* leaf = byFrequency->GetFirstLeaf(); leaf != nullptr && shown < n;
-         leaf = leaf->GetNextLeaf()) {
-        for (int i = 0; i < leaf->GetKeyCount() && shown < n; ++i, ++shown) {
-            char* word = static_cast<BPlusCompositeKey*>(leaf->GetKey(i))
-                             ->GetKeyPart(1)
-                             ->GetCharValue(nullptr);
-            visit(word, *static_cast<WordData*>(counts.get(word)));
+    // The leaf chain lists the words in word order; a stable choice by count
+    // then gives ties in word order.
+    std::vector<BPlusKey*> keys;
+    keys.reserve(static_cast<size_t>(distinct));
+    for (BPlusNode* leaf = words->GetFirstLeaf(); leaf != nullptr; leaf = leaf->GetNextLeaf()) {
+        for (int i = 0; i < leaf->GetKeyCount(); ++i) {
+            keys.push_back(leaf->GetKey(i));
         }
+    }
+    // Counts beyond the int range rank as equal, as in a tree keyed by int.
+    auto rankOf = [](BPlusKey* key) {
+        const long count = dataOf(key).count;
+        return count > INT_MAX ? static_cast<long>(INT_MAX) : count;
+    };
+    std::vector<std::uint32_t> position(keys.size());
+    std::iota(position.begin(), position.end(), 0u);
+    const size_t shown = std::min(keys.size(), static_cast<size_t>(n < 0 ? 0 : n));
+    std::partial_sort(position.begin(), position.begin() + static_cast<std::ptrdiff_t>(shown),
+                      position.end(), [&](std::uint32_t a, std::uint32_t b) {
+                          const long ra = rankOf(keys[a]), rb = rankOf(keys[b]);
+                          return ra != rb ? ra > rb : a < b;
+                      });
+    for (size_t i = 0; i < shown; ++i) {
+        BPlusKey* key = keys[position[i]];
+        visit(key->GetCharValue(nullptr), dataOf(key));
     }
 }
 
