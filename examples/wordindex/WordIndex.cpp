@@ -44,16 +44,33 @@ WordIndex::~WordIndex()
     BPlusKey::SetNormalizer(nullptr, 0);
 }
 
-void WordIndex::build(const WordTable& table, const std::vector<InputFile>& inputs,
-                      const std::deque<ChunkCount>& chunks, long minCount,
-                      const std::function<void(int)>& inputDone)
+namespace {
+
+// One counted word, ready for the tree, followed by its NUL-terminated text.
+struct PackedWord {
+    long count;
+    long line;
+    int fileIndex;
+    std::uint32_t length;
+};
+
+constexpr std::size_t kPieceBytes = 1u << 20;
+
+// Appends the words of table, in the order of their first occurrence, as
+// PackedWord records to pieces of about kPieceBytes each.
+void pack(const WordTable& table, const std::vector<InputFile>& inputs,
+          const std::deque<ChunkCount>& chunks, long minCount,
+          std::deque<std::vector<char>>& pieces)
 {
-    // Line of the first byte of every chunk, counted from 1 in each input.
+    // Line of the first byte of every chunk, counted from 1 in each input,
+    // and the input of every chunk.
     std::vector<long> firstLine(chunks.size(), 1);
-    for (const InputFile& input : inputs) {
+    std::vector<int> inputOf(chunks.size(), 0);
+    for (std::size_t i = 0; i < inputs.size(); ++i) {
         long line = 1;
-        for (std::uint32_t c = input.firstChunk; c < input.endChunk; ++c) {
+        for (std::uint32_t c = inputs[i].firstChunk; c < inputs[i].endChunk; ++c) {
             firstLine[c] = line;
+            inputOf[c] = static_cast<int>(i);
             line += chunks[c].newlines;
         }
     }
@@ -62,17 +79,57 @@ void WordIndex::build(const WordTable& table, const std::vector<InputFile>& inpu
     std::sort(order.begin(), order.end(), [&table](std::uint32_t a, std::uint32_t b) {
         return table.entry(a).first.before(table.entry(b).first);
     });
-    std::size_t next = 0;
-    for (std::size_t i = 0; i < inputs.size(); ++i) {
-        for (; next < order.size() && table.entry(order[next]).first.chunk < inputs[i].endChunk;
-             ++next) {
-            const WordEntry& e = table.entry(order[next]);
-            if (e.count >= minCount) {
-                addWord(table.text(e), e.length, e.count, static_cast<int>(i),
-                        firstLine[e.first.chunk] + e.first.line);
-            }
+    for (std::uint32_t index : order) {
+        const WordEntry& e = table.entry(index);
+        if (e.count < minCount) {
+            continue;
         }
-        inputDone(static_cast<int>(i));
+        const std::size_t bytes = (sizeof(PackedWord) + e.length + 1 + 7) & ~std::size_t(7);
+        if (pieces.empty() || pieces.back().size() + bytes > pieces.back().capacity()) {
+            pieces.emplace_back();
+            pieces.back().reserve(std::max(kPieceBytes, bytes));
+        }
+        std::vector<char>& piece = pieces.back();
+        const std::size_t at = piece.size();
+        piece.resize(at + bytes);
+        const PackedWord word{e.count, firstLine[e.first.chunk] + e.first.line,
+                              inputOf[e.first.chunk], e.length};
+        std::memcpy(piece.data() + at, &word, sizeof word);
+        std::memcpy(piece.data() + at + sizeof word, table.text(e), e.length + 1);
+    }
+}
+
+}  // namespace
+
+void WordIndex::build(WordTable&& counted, const std::vector<InputFile>& inputs,
+                      const std::deque<ChunkCount>& chunks, long minCount,
+                      const std::function<void(int)>& inputDone)
+{
+    // The words move to compact pieces in tree order and the table goes;
+    // each piece goes as soon as its words are in the tree, so the counts
+    // and the tree are never held in full at the same time.
+    std::deque<std::vector<char>> pieces;
+    {
+        WordTable table = std::move(counted);
+        pack(table, inputs, chunks, minCount, pieces);
+    }
+    int done = 0;
+    while (!pieces.empty()) {
+        const std::vector<char>& piece = pieces.front();
+        for (std::size_t at = 0; at < piece.size();) {
+            PackedWord word;
+            std::memcpy(&word, piece.data() + at, sizeof word);
+            for (; done < word.fileIndex; ++done) {
+                inputDone(done);
+            }
+            addWord(piece.data() + at + sizeof word, word.length, word.count, word.fileIndex,
+                    word.line);
+            at += (sizeof word + word.length + 1 + 7) & ~std::size_t(7);
+        }
+        pieces.pop_front();
+    }
+    for (; done < static_cast<int>(inputs.size()); ++done) {
+        inputDone(done);
     }
 }
 

@@ -47,8 +47,8 @@ public:
 
     // Puts the counted words into the tree, input by input in the order of
     // their first occurrence, leaving out words counted fewer than minCount
-    // times. Calls inputDone(i) once the words first seen in input i are in.
-    void build(const WordTable& words, const std::vector<InputFile>& inputs,
+    // times. Consumes words. Calls inputDone(i) once the words first seen in input i are in.
+    void build(WordTable&& words, const std::vector<InputFile>& inputs,
                const std::deque<ChunkCount>& chunks, long minCount,
                const std::function<void(int)>& inputDone);
 

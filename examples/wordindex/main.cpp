@@ -1,5 +1,6 @@
 // wordindex: indexes the words of text files with libzarncrt_core++ and
 // answers questions about them. See usageText() or --help.
+#include <malloc.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -9,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "CountingPool.h"
@@ -30,7 +32,7 @@ constexpr const char* kVersion = "wordindex " WORDINDEX_VERSION " (libzarncrt_co
 
 // Bytes read at a time. WORDINDEX_READ_BLOCK overrides it, so that tests
 // can make words straddle many block ends.
-constexpr std::size_t kReadBlock = 4u << 20;
+constexpr std::size_t kReadBlock = 1u << 20;
 
 std::size_t readBlockBytes()
 {
@@ -136,6 +138,11 @@ int main(int argc, char** argv)
         }
     }
 
+    // Read blocks and table arrays are large and short-lived: keep them in
+    // their own mappings, so that freeing them gives the memory back instead
+    // of leaving it in the heap while the tree is built.
+    mallopt(M_MMAP_THRESHOLD, 256 << 10);
+
     int status = 0;
     {
         const double start = nowSeconds();
@@ -149,7 +156,7 @@ int main(int argc, char** argv)
                 status = 1;
             }
         }
-        const WordTable counted = pool.finish();
+        WordTable counted = pool.finish();
         const double counted_at = nowSeconds();
 
         const std::vector<InputFile>& inputs = reader.files();
@@ -171,7 +178,7 @@ int main(int argc, char** argv)
         const bool named = indexed > 1;
 
         WordIndex index(options.blockSize, options.keySize, logger);
-        index.build(counted, inputs, chunks, options.minCount, [&](int i) {
+        index.build(std::move(counted), inputs, chunks, options.minCount, [&](int i) {
             const InputFile& input = inputs[static_cast<size_t>(i)];
             if (!input.readable) {
                 if (!options.logFile.empty()) {  // on stderr the message is already there
