@@ -10,6 +10,7 @@
 #include "btree/BPlusKey.h"
 #include "btree/BPlusCompositeKey.h"
 #include "btree/BPlusNode.h"
+#include "btree/BPlusCursor.h"
 #include "log/IQorLogger.h"
 #include "log/QorFileLogger.h"
 

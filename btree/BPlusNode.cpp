@@ -159,24 +159,11 @@ BPlusNode* BPlusNode::GetPrevLeaf()
     return m_bLeaf ? m_pPrevLeaf : nullptr;
 }
 
-// Which index keys are shared with leaves. In a tree built by Add, every key
-// of an index node is one of two kinds:
-//  - a cloned bound (right-edge leaf creation), an object no leaf holds;
-//  - a separator (leaf split), the very object a leaf holds. Leaves never
-//    give up keys, only pass them to a split sibling, so it stays in a leaf.
-// And each key i of an index node pairs with its child i, such that a
-// separator is the last key of the rightmost leaf under child i. It starts
-// so: a leaf split passes up the lower leaf's last key, and InsertIndex and
-// the new root place it at the lower node's slot. It stays so: keys go to
-// child i only when not above key i, so that leaf's last key never changes
-// unless the leaf splits, and then it moves to the upper sibling, which
-// InsertIndex places at slot i+1 together with key i; an index split passes
-// up the bound of the lower node's last child, so the pair still holds one
-// level up; InsertIndex and Split otherwise keep each key beside its child,
-// and only drop cloned bounds. Hence: an index key is shared exactly when it
-// is the same object as the last key of the rightmost leaf under its child.
-// Such slots are emptied before the index node is deleted, so only the leaf
-// destroys the key; everything left in index slots is a clone of their own.
+// An index key is shared with a leaf exactly when it is the same object as
+// the last key of the rightmost leaf under its child (why: docs/btree.md,
+// "Why DeleteTree destroys every key exactly once"). Such slots are emptied
+// before the index node is deleted, so only the leaf destroys the key;
+// everything left in index slots is a clone of the node's own.
 void BPlusNode::DeleteTree(BPlusNode* root)
 {
     if (root != nullptr) {

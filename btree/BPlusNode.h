@@ -212,6 +212,33 @@ private:
     // DeleteTree below node; returns the identity of the last key of the
     // rightmost leaf, taken before anything was destroyed.
     ZARNCRT_HIDDEN static std::uintptr_t DeleteSubtree(BPlusNode* node);
+
+    // Removal (BPlusNodeRemove.cpp). removed is the key leaving the tree:
+    // never destroyed by these helpers, whichever slot it still occupies.
+    // True when this node, not being the root, holds fewer than its minimum.
+    ZARNCRT_HIDDEN bool IsBelowMinimum();
+    // Takes key slot `slot` out of this node, moving the later keys down.
+    ZARNCRT_HIDDEN void RemoveKeySlot(int slot);
+    // Brings child `child` of this index node back to its minimum by merging
+    // it with a sibling or moving entries over from one.
+    ZARNCRT_HIDDEN void RefillChild(int child, BPlusKey* removed);
+    // Merges child left+1 into child left and deletes it.
+    ZARNCRT_HIDDEN void MergeChildren(int left, BPlusKey* removed);
+    // Moves entries from child child-1 (fromLeft) or child+1 into child
+    // until it holds its minimum.
+    ZARNCRT_HIDDEN void BorrowForChild(int child, bool fromLeft, BPlusKey* removed);
+    // Empties a root whose only leaf has lost its last key.
+    ZARNCRT_HIDDEN void ClearEmptyRoot(BPlusKey* removed);
+    // Replaces removed, if an index slot below this root still holds it, by
+    // the last key of the rightmost leaf under that slot's child.
+    ZARNCRT_HIDDEN void ReplaceSharedBound(BPlusKey* removed);
+
+    // Bulk loading (BPlusNodeBulk.cpp): makes this index node the parent of
+    // children[0, count), whose greatest keys are lastKeys[0, count).
+    ZARNCRT_HIDDEN void AdoptChildren(BPlusNode** children, BPlusKey** lastKeys, int count);
+
+    // Checking (BPlusNodeVerify.cpp).
+    struct Verifier;
 };
 
 #endif

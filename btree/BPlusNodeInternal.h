@@ -59,39 +59,13 @@ inline void prefetchChildren(BPlusNode** pointers, int count)
 #endif
 }
 
-// The same slot as firstNotBelowLinear, found by binary search.
-//
-// Why the answers agree. Let P(i) be "Compare(key, keys[i]) <= 0". The linear
-// scan returns the first i with P(i); a binary search returns the boundary of
-// P, which is the same slot whenever P is false on a prefix of the slots and
-// true on the rest. That holds because Add keeps the keys of every node
-// strictly ascending under Compare, and Compare is a consistent order on the
-// keys of a tree (one key type; transitive, and antisymmetric in sign): then
-// key <= keys[i] < keys[i+1] gives key < keys[i+1], so P never turns false
-// again once true. The keys stay strictly ascending because
-//  - InsertLeaf, InsertIndex and Split place a key before the first key not
-//    below it and otherwise keep the existing order;
-//  - Add refuses a key that compares equal to one in the leaf it belongs to;
-//  - a separator passed up by a split comes from strictly inside the split
-//    child's range: the lower part's last key, with the child's greatest key
-//    (which the child's bound is not below) kept in the upper part, so it
-//    lies above the bound before that child and below the child's own bound;
-//  - a cloned bound is appended only for a key beyond every bound present,
-//    and compares like its original (copies carry value and null flag).
-// A NaN number key cannot break this: it compares equal to every key, so Add
-// stores it only as the first key of an empty tree and then refuses all
-// others; as a search key it makes P true everywhere, which is monotone too.
-//
-// Where the linear rule reads on after a hit, the callers keep it linear: the
-// descent, after a child yielded NULL, goes on comparing key by key (see
-// Descend). The duplicate test and the exact search want the first key that
-// compares equal; with strictly ascending keys every key before the boundary
-// compares greater and every key after it is above keys[boundary] >= key, so
-// an equal key, if any, is the one at the boundary.
-//
-// A probe that meets a NULL slot hands the work to the linear scan, so hand-
-// made nodes with holes get exactly the linear answer. The slot returned is
-// always one that was probed (or count), hence never a NULL slot.
+// The same slot as firstNotBelowLinear, found by binary search. The answers
+// agree because the keys of every node ascend strictly under a consistent
+// order, so "Compare(key, keys[i]) <= 0" is false on a prefix of the slots
+// and true on the rest; docs/btree.md ("Insertion keeps the invariants",
+// Order) shows why that holds and why the first equal key, if any, is the
+// one found. A probe that meets a NULL slot (hand-made nodes only) hands
+// the work to the linear scan, so the slot returned is never a NULL slot.
 inline int firstNotBelow(BPlusKey* key, BPlusKey** keys, int count)
 {
     int first = 0;
