@@ -5,6 +5,7 @@
 #include <cstring>
 #include <numeric>
 
+#include "btree/BPlusCursor.h"
 #include "containers/Stacks.h"
 #include "text/CStringBuffer.h"
 
@@ -59,8 +60,7 @@ constexpr std::size_t kPieceBytes = 1u << 20;
 // Appends the words of table, in the order of their first occurrence, as
 // PackedWord records to pieces of about kPieceBytes each.
 void pack(const WordTable& table, const std::vector<InputFile>& inputs,
-          const std::deque<ChunkCount>& chunks, long minCount,
-          std::deque<std::vector<char>>& pieces)
+          const std::deque<ChunkCount>& chunks, std::deque<std::vector<char>>& pieces)
 {
     // Line of the first byte of every chunk, counted from 1 in each input,
     // and the input of every chunk.
@@ -81,9 +81,6 @@ void pack(const WordTable& table, const std::vector<InputFile>& inputs,
     });
     for (std::uint32_t index : order) {
         const WordEntry& e = table.entry(index);
-        if (e.count < minCount) {
-            continue;
-        }
         const std::size_t bytes = (sizeof(PackedWord) + e.length + 1 + 7) & ~std::size_t(7);
         if (pieces.empty() || pieces.back().size() + bytes > pieces.back().capacity()) {
             pieces.emplace_back();
@@ -102,7 +99,7 @@ void pack(const WordTable& table, const std::vector<InputFile>& inputs,
 }  // namespace
 
 void WordIndex::build(WordTable&& counted, const std::vector<InputFile>& inputs,
-                      const std::deque<ChunkCount>& chunks, long minCount,
+                      const std::deque<ChunkCount>& chunks,
                       const std::function<void(int)>& inputDone)
 {
     // The words move to compact pieces in tree order and the table goes;
@@ -111,7 +108,7 @@ void WordIndex::build(WordTable&& counted, const std::vector<InputFile>& inputs,
     std::deque<std::vector<char>> pieces;
     {
         WordTable table = std::move(counted);
-        pack(table, inputs, chunks, minCount, pieces);
+        pack(table, inputs, chunks, pieces);
     }
     int done = 0;
     while (!pieces.empty()) {
@@ -186,22 +183,49 @@ void WordIndex::forEachInRange(char const* from, char const* to,
 {
     BPlusKey* low = BPlusKey::NewCharKey(from);
     BPlusKey* high = BPlusKey::NewCharKey(to);
-    bool past = false;
-    for (BPlusNode* leaf = words->Search(low, nullptr); leaf != nullptr && !past;
-         leaf = leaf->GetNextLeaf()) {
-        for (int i = 0; i < leaf->GetKeyCount() && !past; ++i) {
-            BPlusKey* key = leaf->GetKey(i);
-            if (BPlusKey::Compare(key, low) < 0) {
-                continue;  // before FROM, in the first leaf only
-            }
-            past = BPlusKey::Compare(key, high) > 0;
-            if (!past) {
-                visit(key->GetCharValue(nullptr), dataOf(key));
-            }
-        }
+    BPlusCursor cursor(words);
+    for (bool on = cursor.Seek(low); on && BPlusKey::Compare(cursor.Key(), high) <= 0;
+         on = cursor.Next()) {
+        visit(cursor.Key()->GetCharValue(nullptr), dataOf(cursor.Key()));
     }
     delete low;
     delete high;
+}
+
+void WordIndex::removeRarerThan(long minCount)
+{
+    // Removing invalidates the cursor, so the words go in batches: collect
+    // probes for the next batch, remove them, then seek past the last one.
+    constexpr std::size_t kBatch = 4096;
+    std::vector<BPlusKey*> batch;
+    BPlusKey* resumeAt = nullptr;
+    for (;;) {
+        BPlusCursor cursor(words);
+        for (bool on = resumeAt != nullptr ? cursor.Seek(resumeAt) : cursor.First();
+             on && batch.size() < kBatch; on = cursor.Next()) {
+            if (dataOf(cursor.Key()).count < minCount) {
+                batch.push_back(cursor.Key()->Clone());
+            }
+        }
+        delete resumeAt;
+        resumeAt = nullptr;
+        if (batch.empty()) {
+            return;
+        }
+        for (BPlusKey* probe : batch) {
+            int length = 0;
+            probe->GetCharValue(&length);
+            words = words->Remove(probe, nullptr);
+            --distinct;
+            keyBytes -= length;
+        }
+        resumeAt = batch.back();
+        batch.pop_back();
+        for (BPlusKey* probe : batch) {
+            delete probe;
+        }
+        batch.clear();
+    }
 }
 
 void WordIndex::forEachTop(int n, const std::function<void(char const*, WordData&)>& visit)

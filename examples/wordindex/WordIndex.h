@@ -46,11 +46,13 @@ public:
     WordIndex& operator=(WordIndex const&) = delete;
 
     // Puts the counted words into the tree, input by input in the order of
-    // their first occurrence, leaving out words counted fewer than minCount
-    // times. Consumes words. Calls inputDone(i) once the words first seen in input i are in.
+    // their first occurrence. Consumes words. Calls inputDone(i) once the words first seen in input
+    // i are in.
     void build(WordTable&& words, const std::vector<InputFile>& inputs,
-               const std::deque<ChunkCount>& chunks, long minCount,
-               const std::function<void(int)>& inputDone);
+               const std::deque<ChunkCount>& chunks, const std::function<void(int)>& inputDone);
+
+    // Takes every word counted fewer than minCount times out of the tree.
+    void removeRarerThan(long minCount);
 
     // The data of a word (any case), or NULL when it never occurred.
     WordData* find(char const* word);

@@ -178,7 +178,7 @@ int main(int argc, char** argv)
         const bool named = indexed > 1;
 
         WordIndex index(options.blockSize, options.keySize, logger);
-        index.build(std::move(counted), inputs, chunks, options.minCount, [&](int i) {
+        index.build(std::move(counted), inputs, chunks, [&](int i) {
             const InputFile& input = inputs[static_cast<size_t>(i)];
             if (!input.readable) {
                 if (!options.logFile.empty()) {  // on stderr the message is already there
@@ -195,6 +195,9 @@ int main(int argc, char** argv)
                                    inputWords[static_cast<size_t>(i)]);
             }
         });
+        if (options.minCount > 1) {
+            index.removeRarerThan(options.minCount);
+        }
         if (options.stats) {
             const double end = nowSeconds();
             std::fprintf(stderr,
