@@ -157,7 +157,7 @@ int main(int argc, char** argv)
             }
         }
         WordTable counted = pool.finish();
-        const double counted_at = nowSeconds();
+        const double countedAt = nowSeconds();
 
         const std::vector<InputFile>& inputs = reader.files();
         const std::deque<ChunkCount>& chunks = reader.chunks();
@@ -205,7 +205,7 @@ int main(int argc, char** argv)
                          "threads), indexing %.3f s, total %.3f s\n"
                          "wordindex: stats: %ld words, %.0f words/s, peak memory (RSS) %.1f MB\n",
                          reader.readingSeconds(), pool.countingSeconds(),
-                         options.threads > 0 ? options.threads : defaultThreads(), end - counted_at,
+                         options.threads > 0 ? options.threads : defaultThreads(), end - countedAt,
                          end - start, words, end > start ? words / (end - start) : 0.0,
                          peakKilobytes() / 1024.0);
         }
