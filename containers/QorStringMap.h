@@ -179,6 +179,26 @@ public:
     // Rebuilds the table with max(n, 32) slots, moving every item to its new
     // slot as a re-insertion would place it. Releases no value.
     void resize(int n);
+    // Makes the table large enough that the map can hold `items` items in
+    // all without a growth step, whatever their keys: a table of fewer than
+    // 8 * items slots (or none) is rebuilt, as resize does, with exactly
+    // that many; a large enough table is left alone. items <= 0 does
+    // nothing. Insert behaviour is unchanged: reserve only moves the point
+    // at which the next growth step would come.
+    //
+    // For a map whose final size is not known, reserve ahead geometrically
+    // so that the total cost stays linear in the number of inserts:
+    //
+    //     int room = 0;
+    //     for (...) {
+    //         if (inserted == room) {
+    //             room = room == 0 ? 1024 : 2 * room;
+    //             map.reserve(room);
+    //         }
+    //         map.insert(key, value);
+    //         ++inserted;
+    //     }
+    void reserve(int items);
 
 protected:
     Bucket** buckets;         // bucketCount slots from QorMemAlloc, or NULL

@@ -1,10 +1,16 @@
 #include "InputReader.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
+#include <cstdio>
 #include <cstring>
-#include <sys/stat.h>
+#include <utility>
+
+#include "Tokenizer.h"
 
 namespace wordindex {
 
@@ -13,9 +19,6 @@ namespace {
 // Inputs at least this large get a progress line on a terminal.
 constexpr long long kProgressThreshold = 4LL << 20;
 constexpr long long kProgressStep = 1LL << 20;
-// A line longer than this is indexed in pieces, keeping every buffer well
-// inside the library's 32-bit sizes; a word may then be cut in two.
-constexpr long kMaxPiece = 16L << 20;
 
 double nowSeconds()
 {
@@ -25,94 +28,124 @@ double nowSeconds()
 
 }  // namespace
 
-InputReader::InputReader(WordIndex& index, IQorLogger& log, bool showProgress)
-    : index(index), log(log), showProgress(showProgress), line(256)
+InputReader::InputReader(CountingPool& pool, std::size_t blockBytes, bool showProgress)
+    : pool(pool), blockBytes(blockBytes < 1 ? 1 : blockBytes), showProgress(showProgress)
 {
 }
 
-void InputReader::indexLine(const char* bytes, long length, int fileIndex, long lineNumber)
+void InputReader::submit(std::vector<char>& buffer, std::size_t size)
 {
-    long offset = 0;
-    do {
-        const long piece = length - offset < kMaxPiece ? length - offset : kMaxPiece;
-        line.set(bytes + offset, static_cast<int>(piece));
-        total.words += index.addLine(line, fileIndex, lineNumber);
-        offset += piece;
-    } while (offset < length);
-    ++total.lines;
+    counts.emplace_back();
+    const auto chunk = static_cast<std::uint32_t>(counts.size() - 1);
+    inputs.back().endChunk = chunk + 1;
+    pool.submit(std::move(buffer), size, chunk, &counts.back());
 }
 
 void InputReader::reportProgress(bool last)
 {
     const double elapsed = nowSeconds() - startSeconds;
-    const double rate = elapsed > 0 ? total.words / elapsed : 0;
-    std::fprintf(stderr, "\rwordindex: %.1f MB read, %.0f words/s", total.bytes / 1048576.0,
-                 rate);
+    const double rate = elapsed > 0 ? totalBytes / elapsed / 1048576.0 : 0;
+    std::fprintf(stderr, "\rwordindex: %.1f MB read, %.1f MB/s", totalBytes / 1048576.0, rate);
     if (last) {
         std::fputc('\n', stderr);
     }
     std::fflush(stderr);
 }
 
-bool InputReader::readFile(const std::string& name, int fileIndex)
+bool InputReader::readFile(const std::string& name)
 {
+    inputs.emplace_back();
+    InputFile& input = inputs.back();
+    input.name = name;
+    input.firstChunk = input.endChunk = static_cast<std::uint32_t>(counts.size());
     const bool isStdin = name == "-";
-    FILE* file = isStdin ? stdin : std::fopen(name.c_str(), "rb");
-    if (file == nullptr) {
-        std::fprintf(stderr, "wordindex: cannot read '%s': %s\n", name.c_str(), std::strerror(errno));
+    const int fd = isStdin ? STDIN_FILENO : open(name.c_str(), O_RDONLY);
+    if (fd < 0) {
+        std::fprintf(stderr, "wordindex: cannot read '%s': %s\n", name.c_str(),
+                     std::strerror(errno));
+        input.readable = false;
         return false;
     }
     struct stat info {};
-    const bool large = !isStdin && fstat(fileno(file), &info) == 0 && info.st_size >= kProgressThreshold;
-    bool progress = showProgress && (large || isStdin);
-    const long linesBefore = total.lines, wordsBefore = total.words;
-    const long long startBytes = total.bytes;
+    const bool large = !isStdin && fstat(fd, &info) == 0 && info.st_size >= kProgressThreshold;
+    const bool progress = showProgress && (large || isStdin);
+    long long nextProgressAt = totalBytes + kProgressThreshold;
+    const long long startBytes = totalBytes;
     startSeconds = nowSeconds();
-    nextProgressAt = total.bytes + kProgressThreshold;
 
-    char* raw = nullptr;
-    size_t capacity = 0;
-    ssize_t length;
-    long lineNumber = 0;
-    while ((length = getline(&raw, &capacity, file)) > 0) {
-        total.bytes += length;
-        indexLine(raw, raw[length - 1] == '\n' ? length - 1 : length, fileIndex, ++lineNumber);
-        if (progress && total.bytes >= nextProgressAt) {
+    // buffer holds used bytes: the tail of the previous block that a word
+    // may continue from, then what was read since. No separator lies in
+    // that tail, so only newly read bytes are searched for a cut.
+    std::vector<char> buffer = pool.takeBuffer();
+    std::size_t used = 0;
+    int readErrno = 0;
+    for (;;) {
+        if (buffer.size() < used + blockBytes) {
+            buffer.resize(used + blockBytes);
+        }
+        const double before = nowSeconds();
+        const ssize_t got = read(fd, buffer.data() + used, blockBytes);
+        readSeconds += nowSeconds() - before;
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            readErrno = got < 0 ? errno : 0;
+            break;
+        }
+        const std::size_t cutFrom = used;
+        used += static_cast<std::size_t>(got);
+        totalBytes += got;
+        input.bytes += got;
+        input.endsInNewline = buffer[used - 1] == '\n';
+        const std::size_t cut = cutPoint(buffer.data() + cutFrom, used - cutFrom);
+        if (cut > 0) {
+            const std::size_t end = cutFrom + cut;
+            std::vector<char> next = pool.takeBuffer();
+            if (next.size() < used - end + blockBytes) {
+                next.resize(used - end + blockBytes);
+            }
+            std::memcpy(next.data(), buffer.data() + end, used - end);
+            submit(buffer, end);
+            buffer = std::move(next);
+            used -= end;
+        }
+        if (progress && totalBytes >= nextProgressAt) {
             reportProgress(false);
-            nextProgressAt = total.bytes + kProgressStep;
+            nextProgressAt = totalBytes + kProgressStep;
         }
     }
-    const bool failed = std::ferror(file) != 0;
-    const int readErrno = errno;
-    std::free(raw);
-    if (progress && total.bytes - startBytes >= kProgressThreshold) {
+    if (used > 0) {
+        submit(buffer, used);
+    }
+    if (progress && totalBytes - startBytes >= kProgressThreshold) {
         reportProgress(true);
     }
     if (!isStdin) {
-        std::fclose(file);
+        close(fd);
     }
-    if (failed) {
-        std::fprintf(stderr, "wordindex: cannot read '%s': %s\n", name.c_str(), std::strerror(readErrno));
+    if (readErrno != 0) {
+        std::fprintf(stderr, "wordindex: cannot read '%s': %s\n", name.c_str(),
+                     std::strerror(readErrno));
+        input.readable = false;
         return false;
     }
-    log.Information("input", "read %s: %ld lines, %ld words", isStdin ? "standard input" : name.c_str(),
-                    total.lines - linesBefore, total.words - wordsBefore);
     return true;
 }
 
-void InputReader::readText(const char* text, int fileIndex)
+void InputReader::readText(const char* text, const std::string& name)
 {
-    const long linesBefore = total.lines, wordsBefore = total.words;
-    long lineNumber = 0;
-    while (*text != '\0') {
-        const char* end = std::strchr(text, '\n');
-        const long length = end != nullptr ? end - text : static_cast<long>(std::strlen(text));
-        total.bytes += length + (end != nullptr);
-        indexLine(text, length, fileIndex, ++lineNumber);
-        text += length + (end != nullptr);
+    inputs.emplace_back();
+    InputFile& input = inputs.back();
+    input.name = name;
+    input.firstChunk = input.endChunk = static_cast<std::uint32_t>(counts.size());
+    const std::size_t length = std::strlen(text);
+    input.bytes = static_cast<long long>(length);
+    input.endsInNewline = length > 0 && text[length - 1] == '\n';
+    if (length > 0) {
+        std::vector<char> buffer(text, text + length);
+        submit(buffer, length);
     }
-    log.Information("input", "read the built-in sample: %ld lines, %ld words", total.lines - linesBefore,
-                    total.words - wordsBefore);
 }
 
 }  // namespace wordindex

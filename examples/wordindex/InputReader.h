@@ -1,44 +1,68 @@
-// Reads the inputs of wordindex line by line into the index, with a progress
-// line on a terminal for large inputs.
+// Reads the inputs of wordindex in large blocks and hands them, cut where
+// no word continues, to the counting pool. Keeps what the summary and the
+// index need to know per input and per chunk.
 #ifndef WORDINDEX_INPUTREADER_H
 #define WORDINDEX_INPUTREADER_H
 
-#include <cstdio>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
 #include <string>
+#include <vector>
 
-#include "WordIndex.h"
-#include "log/IQorLogger.h"
+#include "CountingPool.h"
 
 namespace wordindex {
 
-struct ReadTotals {
-    long lines = 0;
-    long words = 0;
+// One input as read.
+struct InputFile {
+    std::string name;  // as given ("-": standard input)
+    bool readable = true;
+    std::uint32_t firstChunk = 0;  // its chunks are firstChunk .. endChunk - 1
+    std::uint32_t endChunk = 0;
     long long bytes = 0;
+    bool endsInNewline = false;  // the last byte read was a line end
 };
 
 class InputReader {
 public:
-    InputReader(WordIndex& index, IQorLogger& log, bool showProgress);
+    // blockBytes: how much to read at a time (tests use tiny blocks).
+    InputReader(CountingPool& pool, std::size_t blockBytes, bool showProgress);
 
-    // Indexes one file ("-": standard input). Returns false, with a message
-    // on stderr naming the file and the reason, when it cannot be read.
-    bool readFile(const std::string& name, int fileIndex);
-    // Indexes a text held in memory (the built-in sample).
-    void readText(const char* text, int fileIndex);
+    // Reads one file ("-": standard input) into the pool. Returns false, with
+    // a message on stderr naming the file and the reason, when it cannot be
+    // read (what was read before an error still counts).
+    bool readFile(const std::string& name);
+    // Reads a text held in memory (the built-in sample).
+    void readText(const char* text, const std::string& name);
 
-    const ReadTotals& totals() const { return total; }
+    const std::vector<InputFile>& files() const
+    {
+        return inputs;
+    }
+    // What counting found in each chunk, by chunk number; complete once the
+    // pool has finished.
+    const std::deque<ChunkCount>& chunks() const
+    {
+        return counts;
+    }
+    // Seconds spent waiting for input data.
+    double readingSeconds() const
+    {
+        return readSeconds;
+    }
 
 private:
-    void indexLine(const char* bytes, long length, int fileIndex, long lineNumber);
+    void submit(std::vector<char>& buffer, std::size_t size);
     void reportProgress(bool last);
 
-    WordIndex& index;
-    IQorLogger& log;
+    CountingPool& pool;
+    std::size_t blockBytes;
     bool showProgress;
-    ReadTotals total;
-    CStringBuffer line;
-    long long nextProgressAt = 0;
+    std::vector<InputFile> inputs;
+    std::deque<ChunkCount> counts;
+    double readSeconds = 0;
+    long long totalBytes = 0;
     double startSeconds = 0;
 };
 

@@ -3,6 +3,7 @@
 #define WORDINDEX_OPTIONS_H
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "log/IQorLogger.h"
@@ -10,10 +11,14 @@
 namespace wordindex {
 
 struct Options {
-    std::vector<std::string> inputs;    // files, "-" for standard input
-    std::vector<std::string> find;      // words to look up exactly
-    std::vector<std::string> prefixes;  // prefixes to list the words of
+    std::vector<std::string> inputs;                          // files, "-" for standard input
+    std::vector<std::string> find;                            // words to look up exactly
+    std::vector<std::string> prefixes;                        // prefixes to list the words of
+    std::vector<std::pair<std::string, std::string>> ranges;  // FROM, TO of each --range
     int top = 10;
+    int minCount = 0;    // words seen fewer times are dropped after indexing
+    int threads = 0;     // 0: one per online CPU, at most 8
+    bool stats = false;  // timings and peak memory on stderr
     bool printTree = false;
     int blockSize = 4096;  // with keySize 128 the nodes hold 31 pointers
     int keySize = 128;

@@ -1,9 +1,13 @@
 #include "WordIndex.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstring>
+#include <numeric>
 
-#include "btree/BPlusCompositeKey.h"
+#include "btree/BPlusCursor.h"
 #include "containers/Stacks.h"
+#include "text/CStringBuffer.h"
 
 namespace wordindex {
 
@@ -22,23 +26,15 @@ int foldCase(char* text, int* length, int /*data*/)
     return 0;
 }
 
-// Word bytes: ASCII letters and digits, and any byte of a multi-byte UTF-8
-// sequence; everything else, NUL included, separates words.
-bool isWordByte(unsigned char c)
+WordData& dataOf(BPlusKey* key)
 {
-    return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c >= 0x80;
+    return *static_cast<WordData*>(key->GetData());
 }
 
 }  // namespace
 
-WordIndex::WordIndex(int blockSize, int keySize, int mapSlots, IQorLogger& log)
-    : blockSize(blockSize),
-      keySize(keySize),
-      log(log),
-      words(new BPlusNode(blockSize, keySize, 1.0f)),
-      byFrequency(nullptr),
-      counts(mapSlots, eQorAllocNone),
-      wordScratch(64)
+WordIndex::WordIndex(int blockSize, int keySize, IQorLogger& log)
+    : log(log), words(new BPlusNode(blockSize, keySize, 1.0f))
 {
     BPlusKey::SetNormalizer(foldCase, 0);
 }
@@ -46,42 +42,98 @@ WordIndex::WordIndex(int blockSize, int keySize, int mapSlots, IQorLogger& log)
 WordIndex::~WordIndex()
 {
     BPlusNode::DeleteTree(words);
-    BPlusNode::DeleteTree(byFrequency);
     BPlusKey::SetNormalizer(nullptr, 0);
 }
 
-long WordIndex::addLine(CStringBuffer& line, int fileIndex, long lineNumber)
+namespace {
+
+// One counted word, ready for the tree, followed by its NUL-terminated text.
+struct PackedWord {
+    long count;
+    long line;
+    int fileIndex;
+    std::uint32_t length;
+};
+
+constexpr std::size_t kPieceBytes = 1u << 20;
+
+// Appends the words of table, in the order of their first occurrence, as
+// PackedWord records to pieces of about kPieceBytes each.
+void pack(const WordTable& table, const std::vector<InputFile>& inputs,
+          const std::deque<ChunkCount>& chunks, std::deque<std::vector<char>>& pieces)
 {
-    line.convertLinebreaks();
-    line.trim();
-    line.toLowerCase();
-    const int length = line.length();
-    long found = 0;
-    int start = -1;
-    for (int i = 0; i <= length; ++i) {
-        const bool inWord = i < length && (isWordByte(static_cast<unsigned char>(line[i])) ||
-                                           // an apostrophe inside a word: "don't"
-                                           (line[i] == '\'' && start >= 0 && i + 1 < length &&
-                                            isWordByte(static_cast<unsigned char>(line[i + 1]))));
-        if (inWord && start < 0) {
-            start = i;
-        } else if (!inWord && start >= 0) {
-            wordScratch.getSubStr(line, start, i - start, false);
-            addWord(wordScratch, fileIndex, lineNumber);
-            ++found;
-            start = -1;
+    // Line of the first byte of every chunk, counted from 1 in each input,
+    // and the input of every chunk.
+    std::vector<long> firstLine(chunks.size(), 1);
+    std::vector<int> inputOf(chunks.size(), 0);
+    for (std::size_t i = 0; i < inputs.size(); ++i) {
+        long line = 1;
+        for (std::uint32_t c = inputs[i].firstChunk; c < inputs[i].endChunk; ++c) {
+            firstLine[c] = line;
+            inputOf[c] = static_cast<int>(i);
+            line += chunks[c].newlines;
         }
     }
-    return found;
+    std::vector<std::uint32_t> order(table.size());
+    std::iota(order.begin(), order.end(), 0u);
+    std::sort(order.begin(), order.end(), [&table](std::uint32_t a, std::uint32_t b) {
+        return table.entry(a).first.before(table.entry(b).first);
+    });
+    for (std::uint32_t index : order) {
+        const WordEntry& e = table.entry(index);
+        const std::size_t bytes = (sizeof(PackedWord) + e.length + 1 + 7) & ~std::size_t(7);
+        if (pieces.empty() || pieces.back().size() + bytes > pieces.back().capacity()) {
+            pieces.emplace_back();
+            pieces.back().reserve(std::max(kPieceBytes, bytes));
+        }
+        std::vector<char>& piece = pieces.back();
+        const std::size_t at = piece.size();
+        piece.resize(at + bytes);
+        const PackedWord word{e.count, firstLine[e.first.chunk] + e.first.line,
+                              inputOf[e.first.chunk], e.length};
+        std::memcpy(piece.data() + at, &word, sizeof word);
+        std::memcpy(piece.data() + at + sizeof word, table.text(e), e.length + 1);
+    }
 }
 
-void WordIndex::addWord(CStringBuffer& word, int fileIndex, long lineNumber)
+}  // namespace
+
+void WordIndex::build(WordTable&& counted, const std::vector<InputFile>& inputs,
+                      const std::deque<ChunkCount>& chunks,
+                      const std::function<void(int)>& inputDone)
 {
-    if (WordData* data = static_cast<WordData*>(counts.get(word))) {
-        ++data->count;
-        return;
+    // The words move to compact pieces in tree order and the table goes;
+    // each piece goes as soon as its words are in the tree, so the counts
+    // and the tree are never held in full at the same time.
+    std::deque<std::vector<char>> pieces;
+    {
+        WordTable table = std::move(counted);
+        pack(table, inputs, chunks, pieces);
     }
-    WordData* data = new WordData(fileIndex, lineNumber);
+    int done = 0;
+    while (!pieces.empty()) {
+        const std::vector<char>& piece = pieces.front();
+        for (std::size_t at = 0; at < piece.size();) {
+            PackedWord word;
+            std::memcpy(&word, piece.data() + at, sizeof word);
+            for (; done < word.fileIndex; ++done) {
+                inputDone(done);
+            }
+            addWord(piece.data() + at + sizeof word, word.length, word.count, word.fileIndex,
+                    word.line);
+            at += (sizeof word + word.length + 1 + 7) & ~std::size_t(7);
+        }
+        pieces.pop_front();
+    }
+    for (; done < static_cast<int>(inputs.size()); ++done) {
+        inputDone(done);
+    }
+}
+
+void WordIndex::addWord(char const* word, long length, long count, int fileIndex, long line)
+{
+    auto* data = new WordData(fileIndex, line);
+    data->count = count;
     BPlusKey* key = BPlusKey::NewCharKey(word);
     key->SetData(data);
     BPlusNode* root = words->Add(key, false);
@@ -90,11 +142,8 @@ void WordIndex::addWord(CStringBuffer& word, int fileIndex, long lineNumber)
         log.Debug("index", "tree grew to height %d after %ld distinct words", treeHeight(),
                   distinct + 1);
     }
-    counts.insert(word, data);
     ++distinct;
-    keyBytes += word.length();
-    BPlusNode::DeleteTree(byFrequency);  // stale once the counts change
-    byFrequency = nullptr;
+    keyBytes += length;
 }
 
 WordData* WordIndex::find(char const* word)
@@ -102,7 +151,7 @@ WordData* WordIndex::find(char const* word)
     BPlusKey* probe = BPlusKey::NewCharKey(word);
     BPlusKey* stored = words->Search(probe);
     delete probe;
-    return stored != nullptr ? static_cast<WordData*>(stored->GetData()) : nullptr;
+    return stored != nullptr ? &dataOf(stored) : nullptr;
 }
 
 void WordIndex::forEachWithPrefix(char const* prefix,
@@ -123,43 +172,89 @@ void WordIndex::forEachWithPrefix(char const* prefix,
                 delete probe;
                 return;  // the first word past the prefix: no later word has it
             }
-            visit(text, *static_cast<WordData*>(key->GetData()));
+            visit(text, dataOf(key));
         }
     }
     delete probe;
 }
 
-void WordIndex::buildFrequencyTree()
+void WordIndex::forEachInRange(char const* from, char const* to,
+                               const std::function<void(char const*, WordData&)>& visit)
 {
-    byFrequency = new BPlusNode(blockSize, keySize, 1.0f);
-    for (BPlusNode* leaf = words->GetFirstLeaf(); leaf != nullptr; leaf = leaf->GetNextLeaf()) {
-        for (int i = 0; i < leaf->GetKeyCount(); ++i) {
-            BPlusKey* word = leaf->GetKey(i);
-            WordData* data = static_cast<WordData*>(word->GetData());
-            // Negated count first: the most frequent words come first in the
-            // leaf chain; equal counts are ordered by the word itself.
-            const int negated = data->count > 0x7fffffff ? -0x7fffffff : -static_cast<int>(data->count);
-            BPlusCompositeKey* key = BPlusCompositeKey::New(
-                BPlusKey::NewIntegerKey(negated), word->Clone(), nullptr);
-            byFrequency = byFrequency->Add(key, false);
+    BPlusKey* low = BPlusKey::NewCharKey(from);
+    BPlusKey* high = BPlusKey::NewCharKey(to);
+    BPlusCursor cursor(words);
+    for (bool on = cursor.Seek(low); on && BPlusKey::Compare(cursor.Key(), high) <= 0;
+         on = cursor.Next()) {
+        visit(cursor.Key()->GetCharValue(nullptr), dataOf(cursor.Key()));
+    }
+    delete low;
+    delete high;
+}
+
+void WordIndex::removeRarerThan(long minCount)
+{
+    // Removing invalidates the cursor, so the words go in batches: collect
+    // probes for the next batch, remove them, then seek past the last one.
+    constexpr std::size_t kBatch = 4096;
+    std::vector<BPlusKey*> batch;
+    BPlusKey* resumeAt = nullptr;
+    for (;;) {
+        BPlusCursor cursor(words);
+        for (bool on = resumeAt != nullptr ? cursor.Seek(resumeAt) : cursor.First();
+             on && batch.size() < kBatch; on = cursor.Next()) {
+            if (dataOf(cursor.Key()).count < minCount) {
+                batch.push_back(cursor.Key()->Clone());
+            }
         }
+        delete resumeAt;
+        resumeAt = nullptr;
+        if (batch.empty()) {
+            return;
+        }
+        for (BPlusKey* probe : batch) {
+            int length = 0;
+            probe->GetCharValue(&length);
+            words = words->Remove(probe, nullptr);
+            --distinct;
+            keyBytes -= length;
+        }
+        resumeAt = batch.back();
+        batch.pop_back();
+        for (BPlusKey* probe : batch) {
+            delete probe;
+        }
+        batch.clear();
     }
 }
 
 void WordIndex::forEachTop(int n, const std::function<void(char const*, WordData&)>& visit)
 {
-    if (byFrequency == nullptr) {
-        buildFrequencyTree();
-    }
-    int shown = 0;
-    for (BPlusNode* leaf = byFrequency->GetFirstLeaf(); leaf != nullptr && shown < n;
-         leaf = leaf->GetNextLeaf()) {
-        for (int i = 0; i < leaf->GetKeyCount() && shown < n; ++i, ++shown) {
-            char* word = static_cast<BPlusCompositeKey*>(leaf->GetKey(i))
-                             ->GetKeyPart(1)
-                             ->GetCharValue(nullptr);
-            visit(word, *static_cast<WordData*>(counts.get(word)));
+    // The leaf chain lists the words in word order; a stable choice by count
+    // then gives ties in word order.
+    std::vector<BPlusKey*> keys;
+    keys.reserve(static_cast<size_t>(distinct));
+    for (BPlusNode* leaf = words->GetFirstLeaf(); leaf != nullptr; leaf = leaf->GetNextLeaf()) {
+        for (int i = 0; i < leaf->GetKeyCount(); ++i) {
+            keys.push_back(leaf->GetKey(i));
         }
+    }
+    // Counts beyond the int range rank as equal, as in a tree keyed by int.
+    auto rankOf = [](BPlusKey* key) {
+        const long count = dataOf(key).count;
+        return count > INT_MAX ? static_cast<long>(INT_MAX) : count;
+    };
+    std::vector<std::uint32_t> position(keys.size());
+    std::iota(position.begin(), position.end(), 0u);
+    const size_t shown = std::min(keys.size(), static_cast<size_t>(n < 0 ? 0 : n));
+    std::partial_sort(position.begin(), position.begin() + static_cast<std::ptrdiff_t>(shown),
+                      position.end(), [&](std::uint32_t a, std::uint32_t b) {
+                          const long ra = rankOf(keys[a]), rb = rankOf(keys[b]);
+                          return ra != rb ? ra > rb : a < b;
+                      });
+    for (size_t i = 0; i < shown; ++i) {
+        BPlusKey* key = keys[position[i]];
+        visit(key->GetCharValue(nullptr), dataOf(key));
     }
 }
 

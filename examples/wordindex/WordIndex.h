@@ -1,23 +1,25 @@
-// WordIndex: the words of some texts, indexed with the library's B+ tree and
-// string map.
+// WordIndex: the words of some texts in the library's B+ tree.
 //
-//  - a B+ tree of text keys, ordered case-insensitively through a case-folding
-//    normalizer, each key carrying a WordData (count, first occurrence);
-//  - a QorStringMap from the lower-cased word to the same WordData, made large
-//    enough up front, so that counting a word already seen is one hash lookup;
-//  - on demand, a second tree ordered by composite keys (negated count, word)
-//    whose leaf chain lists the most frequent words first.
+// The counting happens before the tree is touched (see WordTable and
+// CountingPool): the tree receives every distinct word once, with its final
+// count and first occurrence, in the order the words first occurred. That is
+// the order in which adding the words one by one while reading would have
+// met them, so the tree has the same shape as if it had been built that way.
+// Keys are ordered case-insensitively through a case-folding normalizer and
+// carry a WordData each.
 #ifndef WORDINDEX_WORDINDEX_H
 #define WORDINDEX_WORDINDEX_H
 
 #include <cstdio>
+#include <deque>
 #include <functional>
+#include <vector>
 
+#include "InputReader.h"
+#include "WordTable.h"
 #include "btree/BPlusKey.h"
 #include "btree/BPlusNode.h"
-#include "containers/QorStringMap.h"
 #include "log/IQorLogger.h"
-#include "text/CStringBuffer.h"
 
 namespace wordindex {
 
@@ -25,7 +27,10 @@ namespace wordindex {
 class WordData : public IBPlusData {
 public:
     WordData(int fileIndex, long line) : fileIndex(fileIndex), firstLine(line) {}
-    bool Dealloc() override { return true; }
+    bool Dealloc() override
+    {
+        return true;
+    }
 
     long count = 1;
     int fileIndex;   // input in which the word first occurred
@@ -34,16 +39,20 @@ public:
 
 class WordIndex {
 public:
-    // blockSize/keySize choose the node capacity; mapSlots sizes the string
-    // map (about two slots per distinct word keep it from ever growing).
-    WordIndex(int blockSize, int keySize, int mapSlots, IQorLogger& log);
+    // blockSize/keySize choose the node capacity.
+    WordIndex(int blockSize, int keySize, IQorLogger& log);
     ~WordIndex();
     WordIndex(WordIndex const&) = delete;
     WordIndex& operator=(WordIndex const&) = delete;
 
-    // Splits one line of input into words and counts each of them.
-    // Returns the number of words found.
-    long addLine(CStringBuffer& line, int fileIndex, long lineNumber);
+    // Puts the counted words into the tree, input by input in the order of
+    // their first occurrence. Consumes words. Calls inputDone(i) once the words first seen in input
+    // i are in.
+    void build(WordTable&& words, const std::vector<InputFile>& inputs,
+               const std::deque<ChunkCount>& chunks, const std::function<void(int)>& inputDone);
+
+    // Takes every word counted fewer than minCount times out of the tree.
+    void removeRarerThan(long minCount);
 
     // The data of a word (any case), or NULL when it never occurred.
     WordData* find(char const* word);
@@ -51,12 +60,22 @@ public:
     // in order, by walking the leaf chain from where prefix would go.
     void forEachWithPrefix(char const* prefix,
                            const std::function<void(char const*, WordData&)>& visit);
+    // Calls visit(word, data) for each word from `from` to `to`, both
+    // included, in order (compared as the tree compares: any case).
+    void forEachInRange(char const* from, char const* to,
+                        const std::function<void(char const*, WordData&)>& visit);
     // Calls visit(word, data) for the n most frequent words, most frequent
     // first, ties in word order.
     void forEachTop(int n, const std::function<void(char const*, WordData&)>& visit);
 
-    long distinctWords() const { return distinct; }
-    long keyTextBytes() const { return keyBytes; }
+    long distinctWords() const
+    {
+        return distinct;
+    }
+    long keyTextBytes() const
+    {
+        return keyBytes;
+    }
     int treeHeight();
     long leafCount();
     int nodeCapacity();
@@ -64,16 +83,10 @@ public:
     void printTree(FILE* stream);
 
 private:
-    void addWord(CStringBuffer& word, int fileIndex, long lineNumber);
-    void buildFrequencyTree();
+    void addWord(char const* word, long length, long count, int fileIndex, long line);
 
-    int blockSize;
-    int keySize;
     IQorLogger& log;
-    BPlusNode* words;            // root of the word tree
-    BPlusNode* byFrequency;      // root of the frequency tree, built on demand
-    QorStringMap counts;         // lower-cased word -> WordData (not owned)
-    CStringBuffer wordScratch;   // reused for every word of every line
+    BPlusNode* words;  // root of the word tree
     long distinct = 0;
     long keyBytes = 0;
 };
