@@ -5,6 +5,7 @@
 #include <cstring>
 #include <numeric>
 
+#include "btree/BPlusCompositeKey.h"
 #include "btree/BPlusCursor.h"
 #include "containers/Stacks.h"
 #include "text/CStringBuffer.h"
@@ -55,10 +56,20 @@ struct PackedWord {
     std::uint32_t length;
 };
 
+// A tree key for one packed word, carrying its count and first occurrence.
+BPlusKey* makeKey(char const* text, const PackedWord& word)
+{
+    auto* data = new WordData(word.fileIndex, word.line);
+    data->count = word.count;
+    BPlusKey* key = BPlusKey::NewCharKey(text);
+    key->SetData(data);
+    return key;
+}
+
 constexpr std::size_t kPieceBytes = 1u << 20;
 
-// Appends the words of table, in the order of their first occurrence, as
-// PackedWord records to pieces of about kPieceBytes each.
+// Appends the words of table, in the tree's key order, as PackedWord records
+// to pieces of about kPieceBytes each.
 void pack(const WordTable& table, const std::vector<InputFile>& inputs,
           const std::deque<ChunkCount>& chunks, std::deque<std::vector<char>>& pieces)
 {
@@ -76,8 +87,14 @@ void pack(const WordTable& table, const std::vector<InputFile>& inputs,
     }
     std::vector<std::uint32_t> order(table.size());
     std::iota(order.begin(), order.end(), 0u);
+    // The tree's own order: the words are stored folded to lower case, so
+    // the normalized texts are the texts themselves, compared bytewise with
+    // the shorter first where one is a prefix of the other.
     std::sort(order.begin(), order.end(), [&table](std::uint32_t a, std::uint32_t b) {
-        return table.entry(a).first.before(table.entry(b).first);
+        const WordEntry& x = table.entry(a);
+        const WordEntry& y = table.entry(b);
+        const int common = std::memcmp(table.text(x), table.text(y), std::min(x.length, y.length));
+        return common != 0 ? common < 0 : x.length < y.length;
     });
     for (std::uint32_t index : order) {
         const WordEntry& e = table.entry(index);
@@ -102,48 +119,42 @@ void WordIndex::build(WordTable&& counted, const std::vector<InputFile>& inputs,
                       const std::deque<ChunkCount>& chunks,
                       const std::function<void(int)>& inputDone)
 {
-    // The words move to compact pieces in tree order and the table goes;
-    // each piece goes as soon as its words are in the tree, so the counts
-    // and the tree are never held in full at the same time.
+    // The words move to compact pieces in key order and the table goes; each
+    // piece goes as soon as its words are keys, so the counts and the keys
+    // are never held in full at the same time. The sorted keys are then
+    // loaded in one pass, leaves filled to capacity.
     std::deque<std::vector<char>> pieces;
     {
         WordTable table = std::move(counted);
         pack(table, inputs, chunks, pieces);
     }
-    int done = 0;
+    std::vector<BPlusKey*> keys;
     while (!pieces.empty()) {
         const std::vector<char>& piece = pieces.front();
         for (std::size_t at = 0; at < piece.size();) {
             PackedWord word;
             std::memcpy(&word, piece.data() + at, sizeof word);
-            for (; done < word.fileIndex; ++done) {
-                inputDone(done);
-            }
-            addWord(piece.data() + at + sizeof word, word.length, word.count, word.fileIndex,
-                    word.line);
+            keys.push_back(makeKey(piece.data() + at + sizeof word, word));
+            keyBytes += word.length;
             at += (sizeof word + word.length + 1 + 7) & ~std::size_t(7);
         }
         pieces.pop_front();
     }
-    for (; done < static_cast<int>(inputs.size()); ++done) {
-        inputDone(done);
+    BPlusNode* root = words->BuildFromSorted(keys.data(), static_cast<int>(keys.size()));
+    if (root->GetFirstLeaf() == nullptr && !keys.empty()) {
+        // Refused (the order above disagrees with the keys' own): fall back
+        // to adding them one by one, which sorts them itself.
+        log.Warning("index", 0, "bulk load refused; adding %zu words one by one", keys.size());
+        for (BPlusKey* key : keys) {
+            root = root->Add(key, false);
+        }
     }
-}
-
-void WordIndex::addWord(char const* word, long length, long count, int fileIndex, long line)
-{
-    auto* data = new WordData(fileIndex, line);
-    data->count = count;
-    BPlusKey* key = BPlusKey::NewCharKey(word);
-    key->SetData(data);
-    BPlusNode* root = words->Add(key, false);
-    if (root != words) {
-        words = root;  // the root split: the tree is one level taller
-        log.Debug("index", "tree grew to height %d after %ld distinct words", treeHeight(),
-                  distinct + 1);
+    words = root;
+    distinct = static_cast<long>(keys.size());
+    log.Debug("index", "tree of height %d holds %ld distinct words", treeHeight(), distinct);
+    for (int i = 0; i < static_cast<int>(inputs.size()); ++i) {
+        inputDone(i);
     }
-    ++distinct;
-    keyBytes += length;
 }
 
 WordData* WordIndex::find(char const* word)
@@ -252,10 +263,34 @@ void WordIndex::forEachTop(int n, const std::function<void(char const*, WordData
                           const long ra = rankOf(keys[a]), rb = rankOf(keys[b]);
                           return ra != rb ? ra > rb : a < b;
                       });
+    // The chosen words go, in that order, into a frequency tree keyed by
+    // (negated count, word): bulk-loaded, as they are sorted already; its
+    // leaf chain then lists them most frequent first.
+    std::vector<BPlusKey*> ranked(shown);
     for (size_t i = 0; i < shown; ++i) {
-        BPlusKey* key = keys[position[i]];
-        visit(key->GetCharValue(nullptr), dataOf(key));
+        BPlusKey* word = keys[position[i]];
+        ranked[i] = BPlusCompositeKey::New(BPlusKey::NewIntegerKey(-static_cast<int>(rankOf(word))),
+                                           word->Clone(), nullptr);
     }
+    BPlusNode* byFrequency = words->New();  // same node sizes as the word tree
+    BPlusNode* root = byFrequency->BuildFromSorted(ranked.data(), static_cast<int>(shown));
+    size_t i = 0;
+    for (BPlusNode* leaf = root->GetFirstLeaf(); leaf != nullptr; leaf = leaf->GetNextLeaf()) {
+        for (int k = 0; k < leaf->GetKeyCount(); ++k, ++i) {
+            auto* entry = static_cast<BPlusCompositeKey*>(leaf->GetKey(k));
+            visit(entry->GetKeyPart(1)->GetCharValue(nullptr), dataOf(keys[position[i]]));
+        }
+    }
+    if (i == 0 && shown > 0) {
+        // Refused (cannot happen with the order above): list them directly.
+        for (BPlusKey* entry : ranked) {
+            delete entry;
+        }
+        for (; i < shown; ++i) {
+            visit(keys[position[i]]->GetCharValue(nullptr), dataOf(keys[position[i]]));
+        }
+    }
+    BPlusNode::DeleteTree(root);
 }
 
 int WordIndex::treeHeight()

@@ -1,12 +1,11 @@
 // WordIndex: the words of some texts in the library's B+ tree.
 //
 // The counting happens before the tree is touched (see WordTable and
-// CountingPool): the tree receives every distinct word once, with its final
-// count and first occurrence, in the order the words first occurred. That is
-// the order in which adding the words one by one while reading would have
-// met them, so the tree has the same shape as if it had been built that way.
-// Keys are ordered case-insensitively through a case-folding normalizer and
-// carry a WordData each.
+// CountingPool): every distinct word becomes one key, with its final count
+// and first occurrence, and the keys, sorted, are bulk-loaded into the tree
+// in one pass (BPlusNode::BuildFromSorted), leaves filled to capacity. Keys
+// are ordered case-insensitively through a case-folding normalizer and carry
+// a WordData each.
 #ifndef WORDINDEX_WORDINDEX_H
 #define WORDINDEX_WORDINDEX_H
 
@@ -45,9 +44,8 @@ public:
     WordIndex(WordIndex const&) = delete;
     WordIndex& operator=(WordIndex const&) = delete;
 
-    // Puts the counted words into the tree, input by input in the order of
-    // their first occurrence. Consumes words. Calls inputDone(i) once the words first seen in input
-    // i are in.
+    // Loads the counted words into the tree. Consumes words. Calls
+    // inputDone(i) for every input, in order, once all words are in.
     void build(WordTable&& words, const std::vector<InputFile>& inputs,
                const std::deque<ChunkCount>& chunks, const std::function<void(int)>& inputDone);
 
@@ -83,8 +81,6 @@ public:
     void printTree(FILE* stream);
 
 private:
-    void addWord(char const* word, long length, long count, int fileIndex, long line);
-
     IQorLogger& log;
     BPlusNode* words;  // root of the word tree
     long distinct = 0;
