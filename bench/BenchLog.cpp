@@ -25,10 +25,12 @@ void runThreads(int threads, Write write)
     std::vector<std::thread> workers;
     for (int t = 0; t < threads; ++t) {
         workers.emplace_back([&, t] {
-            for (int i = 0; i < kRecordsPerThread; ++i) write(t, i);
+            for (int i = 0; i < kRecordsPerThread; ++i)
+                write(t, i);
         });
     }
-    for (std::thread& w : workers) w.join();
+    for (std::thread& w : workers)
+        w.join();
 }
 
 void logLib(benchmark::State& state, int threads)
@@ -38,7 +40,8 @@ void logLib(benchmark::State& state, int threads)
         QorFileLogger logger;
         logger.SetLogLevel(IQorLogger::eLogInformation);
         logger.SetFile(path.c_str(), "w");
-        runThreads(threads, [&](int t, int i) { logger.Information("bench", "thread %d record %d", t, i); });
+        runThreads(threads,
+                   [&](int t, int i) { logger.Information("bench", "thread %d record %d", t, i); });
     }
     std::remove(path.c_str());
     state.SetItemsProcessed(state.iterations() * threads * kRecordsPerThread);

@@ -22,7 +22,8 @@ std::atomic<long long> liveBytes{0};
 
 void* counted(void* p)
 {
-    if (p != nullptr) liveBytes += static_cast<long long>(malloc_usable_size(p));
+    if (p != nullptr)
+        liveBytes += static_cast<long long>(malloc_usable_size(p));
     return p;
 }
 }  // namespace
@@ -38,12 +39,14 @@ void* calloc(size_t n, size_t size)
 }
 void* realloc(void* p, size_t n)
 {
-    if (p != nullptr) liveBytes -= static_cast<long long>(malloc_usable_size(p));
+    if (p != nullptr)
+        liveBytes -= static_cast<long long>(malloc_usable_size(p));
     return counted(__libc_realloc(p, n));
 }
 void free(void* p)
 {
-    if (p != nullptr) liveBytes -= static_cast<long long>(malloc_usable_size(p));
+    if (p != nullptr)
+        liveBytes -= static_cast<long long>(malloc_usable_size(p));
     __libc_free(p);
 }
 }
@@ -56,7 +59,8 @@ void bytesPerKeyLib(benchmark::State& state, int n)
     for (auto _ : state) {
         const long long before = liveBytes;
         BPlusNode* root = new BPlusNode(8192, 255, 1.0f);
-        for (int v : values) root = root->Add(BPlusKey::NewIntegerKey(v), false);
+        for (int v : values)
+            root = root->Add(BPlusKey::NewIntegerKey(v), false);
         state.counters["bytes_per_key"] = static_cast<double>(liveBytes - before) / n;
         BPlusNode::DeleteTree(root);
     }

@@ -15,7 +15,8 @@ void appendLib(benchmark::State& state)
 {
     for (auto _ : state) {
         CStringBuffer text;
-        while (text.length() < kTarget) text.append(kPiece, 16);
+        while (text.length() < kTarget)
+            text.append(kPiece, 16);
         benchmark::DoNotOptimize(text.getBufferPointer());
     }
     state.SetBytesProcessed(state.iterations() * kTarget);
@@ -25,7 +26,8 @@ void appendStd(benchmark::State& state)
 {
     for (auto _ : state) {
         std::string text;
-        while (text.size() < static_cast<size_t>(kTarget)) text.append(kPiece, 16);
+        while (text.size() < static_cast<size_t>(kTarget))
+            text.append(kPiece, 16);
         benchmark::DoNotOptimize(text.data());
     }
     state.SetBytesProcessed(state.iterations() * kTarget);
@@ -48,7 +50,8 @@ void formatStd(benchmark::State& state)
     int i = 0;
     for (auto _ : state) {
         char scratch[256];
-        const int n = std::snprintf(scratch, sizeof scratch, "%s #%d: %.3f (%x)", "record", i, i * 0.5, i);
+        const int n =
+            std::snprintf(scratch, sizeof scratch, "%s #%d: %.3f (%x)", "record", i, i * 0.5, i);
         text.assign(scratch, static_cast<size_t>(n));
         ++i;
         benchmark::DoNotOptimize(text.data());
@@ -59,13 +62,15 @@ void formatStd(benchmark::State& state)
 std::string sampleText()
 {
     std::string text;
-    while (text.size() < 65536) text += "alpha-beta-gamma";
+    while (text.size() < 65536)
+        text += "alpha-beta-gamma";
     return text;
 }
 
 void replaceStdAll(std::string& text, const std::string& from, const std::string& to)
 {
-    for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
+    for (size_t at = text.find(from); at != std::string::npos;
+         at = text.find(from, at + to.size())) {
         text.replace(at, from.size(), to);
     }
 }
@@ -98,7 +103,8 @@ void findLib(benchmark::State& state, bool noCase)
     source += "NEEDLE";
     CStringBuffer text;
     text.set(source.data(), static_cast<int>(source.size()));
-    for (auto _ : state) benchmark::DoNotOptimize(text.find("needle", 0, noCase));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(text.find("needle", 0, noCase));
 }
 
 void findStd(benchmark::State& state, bool noCase)
@@ -109,7 +115,8 @@ void findStd(benchmark::State& state, bool noCase)
         if (noCase) {
             // The peer of a case-folding search: upper-case a copy, then find.
             std::string upper = source;
-            for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+            for (char& c : upper)
+                c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
             benchmark::DoNotOptimize(upper.find("NEEDLE"));
         } else {
             benchmark::DoNotOptimize(source.find("needle"));

@@ -28,7 +28,8 @@ const int kSizes[] = {10000, 100000, 1000000};
 BPlusNode* buildIntTree(const std::vector<int>& values, const Capacity& c)
 {
     BPlusNode* root = new BPlusNode(c.block, c.key, 1.0f);
-    for (int v : values) root = root->Add(BPlusKey::NewIntegerKey(v), false);
+    for (int v : values)
+        root = root->Add(BPlusKey::NewIntegerKey(v), false);
     return root;
 }
 
@@ -37,14 +38,16 @@ BPlusNode* cachedIntTree(int n, const Capacity& c)
 {
     static std::map<std::pair<int, int>, BPlusNode*> trees;
     BPlusNode*& tree = trees[{n, c.m}];
-    if (tree == nullptr) tree = buildIntTree(bench::randomInts(n, 1), c);
+    if (tree == nullptr)
+        tree = buildIntTree(bench::randomInts(n, 1), c);
     return tree;
 }
 
 void addInts(benchmark::State& state, int n, const Capacity& c, bool ascending)
 {
     std::vector<int> values = bench::randomInts(n, 1);
-    if (ascending) std::sort(values.begin(), values.end());
+    if (ascending)
+        std::sort(values.begin(), values.end());
     for (auto _ : state) {
         BPlusNode* root = buildIntTree(values, c);
         state.PauseTiming();
@@ -58,10 +61,12 @@ template <typename Set>
 void addIntsPeer(benchmark::State& state, int n, bool ascending)
 {
     std::vector<int> values = bench::randomInts(n, 1);
-    if (ascending) std::sort(values.begin(), values.end());
+    if (ascending)
+        std::sort(values.begin(), values.end());
     for (auto _ : state) {
         auto set = std::make_unique<Set>();
-        for (int v : values) set->insert(v);
+        for (int v : values)
+            set->insert(v);
         state.PauseTiming();
         set.reset();
         state.ResumeTiming();
@@ -82,7 +87,10 @@ struct IntKeyObject {
 static_assert(sizeof(IntKeyObject) == 80, "the size of a tree key");
 
 struct IntKeyObjectLess {
-    bool operator()(const IntKeyObject* a, const IntKeyObject* b) const { return a->value < b->value; }
+    bool operator()(const IntKeyObject* a, const IntKeyObject* b) const
+    {
+        return a->value < b->value;
+    }
 };
 
 void addIntKeyObjectsPeer(benchmark::State& state, int n)
@@ -98,7 +106,8 @@ void addIntKeyObjectsPeer(benchmark::State& state, int n)
         return set;
     };
     auto release = [](std::unique_ptr<std::set<IntKeyObject*, IntKeyObjectLess>> set) {
-        for (IntKeyObject* key : *set) delete key;
+        for (IntKeyObject* key : *set)
+            delete key;
     };
     for (auto _ : state) {
         auto set = build();
@@ -113,13 +122,16 @@ void searchInts(benchmark::State& state, int n, const Capacity& c, bool hits)
 {
     BPlusNode* root = cachedIntTree(n, c);
     std::vector<int> probes = bench::randomInts(n, 2);
-    if (!hits) for (int& p : probes) p += 1;
+    if (!hits)
+        for (int& p : probes)
+            p += 1;
     BPlusKey* probe = BPlusKey::NewIntegerKey(0);
     size_t i = 0, found = 0;
     for (auto _ : state) {
         probe->SetKey(probes[i]);
         found += root->Search(probe) != nullptr;
-        if (++i == probes.size()) i = 0;
+        if (++i == probes.size())
+            i = 0;
     }
     benchmark::DoNotOptimize(found);
     delete probe;
@@ -132,11 +144,14 @@ void searchIntsPeer(benchmark::State& state, int n, bool hits)
     const std::vector<int> values = bench::randomInts(n, 1);
     Set set(values.begin(), values.end());
     std::vector<int> probes = bench::randomInts(n, 2);
-    if (!hits) for (int& p : probes) p += 1;
+    if (!hits)
+        for (int& p : probes)
+            p += 1;
     size_t i = 0, found = 0;
     for (auto _ : state) {
         found += set.find(probes[i]) != set.end();
-        if (++i == probes.size()) i = 0;
+        if (++i == probes.size())
+            i = 0;
     }
     benchmark::DoNotOptimize(found);
     state.SetItemsProcessed(state.iterations());
@@ -148,7 +163,8 @@ void walkInts(benchmark::State& state, int n, const Capacity& c)
     for (auto _ : state) {
         long sum = 0;
         for (BPlusNode* leaf = root->GetFirstLeaf(); leaf != nullptr; leaf = leaf->GetNextLeaf()) {
-            for (int i = 0; i < leaf->GetKeyCount(); ++i) sum += leaf->GetKey(i)->GetIntValue();
+            for (int i = 0; i < leaf->GetKeyCount(); ++i)
+                sum += leaf->GetKey(i)->GetIntValue();
         }
         benchmark::DoNotOptimize(sum);
     }
@@ -161,7 +177,8 @@ void walkIntsPeer(benchmark::State& state, int n)
     const std::set<int> set(values.begin(), values.end());
     for (auto _ : state) {
         long sum = 0;
-        for (int v : set) sum += v;
+        for (int v : set)
+            sum += v;
         benchmark::DoNotOptimize(sum);
     }
     state.SetItemsProcessed(state.iterations() * n);
@@ -171,7 +188,8 @@ void walkIntsPeer(benchmark::State& state, int n)
 int foldCase(char* text, int* length, int)
 {
     for (int i = 0; i < *length; ++i) {
-        if (text[i] >= 'A' && text[i] <= 'Z') text[i] = static_cast<char>(text[i] - 'A' + 'a');
+        if (text[i] >= 'A' && text[i] <= 'Z')
+            text[i] = static_cast<char>(text[i] - 'A' + 'a');
     }
     return 0;
 }
@@ -194,14 +212,17 @@ void searchText(benchmark::State& state, bool normalizer)
         root = root->Add(BPlusKey::NewCharKey(w.c_str()), false);  // words are distinct
     }
     std::vector<BPlusKey*> probes;
-    for (size_t i = 0; i < words.size(); i += 7) probes.push_back(BPlusKey::NewCharKey(words[i].c_str()));
+    for (size_t i = 0; i < words.size(); i += 7)
+        probes.push_back(BPlusKey::NewCharKey(words[i].c_str()));
     size_t i = 0, found = 0;
     for (auto _ : state) {
         found += root->Search(probes[i]) != nullptr;
-        if (++i == probes.size()) i = 0;
+        if (++i == probes.size())
+            i = 0;
     }
     benchmark::DoNotOptimize(found);
-    for (BPlusKey* p : probes) delete p;
+    for (BPlusKey* p : probes)
+        delete p;
     BPlusNode::DeleteTree(root);
     BPlusKey::SetNormalizer(nullptr, 0);
     state.SetItemsProcessed(state.iterations());
@@ -212,11 +233,13 @@ void searchTextPeer(benchmark::State& state)
     const std::vector<std::string> words = bench::randomWords(kTextKeys, 3);
     const std::set<std::string, NoCaseLess> set(words.begin(), words.end());
     std::vector<std::string> probes;
-    for (size_t i = 0; i < words.size(); i += 7) probes.push_back(words[i]);
+    for (size_t i = 0; i < words.size(); i += 7)
+        probes.push_back(words[i]);
     size_t i = 0, found = 0;
     for (auto _ : state) {
         found += set.find(probes[i]) != set.end();
-        if (++i == probes.size()) i = 0;
+        if (++i == probes.size())
+            i = 0;
     }
     benchmark::DoNotOptimize(found);
     state.SetItemsProcessed(state.iterations());
@@ -268,17 +291,22 @@ void searchTextKeyObjectsPeer(benchmark::State& state)
 {
     const std::vector<std::string> words = bench::randomWords(kTextKeys, 3);
     std::set<TextKeyObject*, FoldedLess> set;
-    for (const std::string& w : words) set.insert(newTextKeyObject(w));
+    for (const std::string& w : words)
+        set.insert(newTextKeyObject(w));
     std::vector<TextKeyObject*> probes;
-    for (size_t i = 0; i < words.size(); i += 7) probes.push_back(newTextKeyObject(words[i]));
+    for (size_t i = 0; i < words.size(); i += 7)
+        probes.push_back(newTextKeyObject(words[i]));
     size_t i = 0, found = 0;
     for (auto _ : state) {
         found += set.find(probes[i]) != set.end();
-        if (++i == probes.size()) i = 0;
+        if (++i == probes.size())
+            i = 0;
     }
     benchmark::DoNotOptimize(found);
-    for (TextKeyObject* p : probes) deleteTextKeyObject(p);
-    for (TextKeyObject* k : set) deleteTextKeyObject(k);
+    for (TextKeyObject* p : probes)
+        deleteTextKeyObject(p);
+    for (TextKeyObject* k : set)
+        deleteTextKeyObject(k);
     state.SetItemsProcessed(state.iterations());
 }
 
@@ -304,7 +332,8 @@ void addTextPeer(benchmark::State& state)
     const std::vector<std::string> words = bench::randomWords(kTextKeys, 3);
     for (auto _ : state) {
         auto set = std::make_unique<std::set<std::string, NoCaseLess>>();
-        for (const std::string& w : words) set->insert(w);
+        for (const std::string& w : words)
+            set->insert(w);
         state.PauseTiming();
         set.reset();
         state.ResumeTiming();
@@ -317,7 +346,8 @@ const bool registered = [] {
         for (const Capacity& c : kCapacities) {
             const std::string suffix = ".M" + std::to_string(c.m) + ".N" + std::to_string(n);
             for (bool ascending : {false, true}) {
-                const std::string name = std::string("tree.add_") + (ascending ? "ascending" : "random") + suffix;
+                const std::string name =
+                    std::string("tree.add_") + (ascending ? "ascending" : "random") + suffix;
                 benchmark::RegisterBenchmark((name + ":lib").c_str(), [=](benchmark::State& s) {
                     addInts(s, n, c, ascending);
                 })->Unit(benchmark::kMillisecond);
@@ -331,7 +361,8 @@ const bool registered = [] {
 #endif
             }
             for (bool hits : {true, false}) {
-                const std::string name = std::string("tree.search_") + (hits ? "hit" : "miss") + suffix;
+                const std::string name =
+                    std::string("tree.search_") + (hits ? "hit" : "miss") + suffix;
                 benchmark::RegisterBenchmark((name + ":lib").c_str(), [=](benchmark::State& s) {
                     searchInts(s, n, c, hits);
                 });
@@ -353,8 +384,9 @@ const bool registered = [] {
             })->Unit(benchmark::kMicrosecond);
         }
     }
-    benchmark::RegisterBenchmark("tree.add_random.M32.N1000000.peer_keys_as_objects:lib",
-                                 [](benchmark::State& s) { addInts(s, 1000000, kCapacities[2], false); })
+    benchmark::RegisterBenchmark(
+        "tree.add_random.M32.N1000000.peer_keys_as_objects:lib",
+        [](benchmark::State& s) { addInts(s, 1000000, kCapacities[2], false); })
         ->Unit(benchmark::kMillisecond);
     benchmark::RegisterBenchmark("tree.add_random.M32.N1000000.peer_keys_as_objects:std",
                                  [](benchmark::State& s) { addIntKeyObjectsPeer(s, 1000000); })
@@ -367,11 +399,13 @@ const bool registered = [] {
         const std::string tag = normalizer ? "normalized" : "nocase";
         benchmark::RegisterBenchmark(("tree.text_search_" + tag + ".M32.N100000:lib").c_str(),
                                      [=](benchmark::State& s) { searchText(s, normalizer); });
-        benchmark::RegisterBenchmark(("tree.text_search_" + tag + ".M32.N100000:std").c_str(), searchTextPeer);
+        benchmark::RegisterBenchmark(("tree.text_search_" + tag + ".M32.N100000:std").c_str(),
+                                     searchTextPeer);
         benchmark::RegisterBenchmark(("tree.text_add_" + tag + ".M32.N100000:lib").c_str(),
                                      [=](benchmark::State& s) { addText(s, normalizer); })
             ->Unit(benchmark::kMillisecond);
-        benchmark::RegisterBenchmark(("tree.text_add_" + tag + ".M32.N100000:std").c_str(), addTextPeer)
+        benchmark::RegisterBenchmark(("tree.text_add_" + tag + ".M32.N100000:std").c_str(),
+                                     addTextPeer)
             ->Unit(benchmark::kMillisecond);
     }
     return true;

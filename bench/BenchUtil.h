@@ -11,10 +11,10 @@
 #include <algorithm>
 #include <cctype>
 #include <functional>
-#include <unordered_set>
 #include <numeric>
 #include <random>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 namespace bench {
@@ -24,7 +24,8 @@ inline std::vector<int> randomInts(int n, unsigned seed)
     std::vector<int> values(static_cast<size_t>(n));
     // Even values only, so that odd values are guaranteed misses.
     std::iota(values.begin(), values.end(), 0);
-    for (int& v : values) v *= 2;
+    for (int& v : values)
+        v *= 2;
     std::shuffle(values.begin(), values.end(), std::mt19937(seed));
     return values;
 }
@@ -44,7 +45,8 @@ inline std::vector<std::string> randomWords(int n, unsigned seed)
             w[i] = letters[rng() % 52];
             folded[i] = static_cast<char>(std::tolower(static_cast<unsigned char>(w[i])));
         }
-        if (seen.insert(folded).second) words.push_back(w);
+        if (seen.insert(folded).second)
+            words.push_back(w);
     }
     return words;
 }

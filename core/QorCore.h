@@ -62,8 +62,8 @@ ZARNCRT_EXPORT int QorUnlockMutex(void* mutex);
  * empty: "zarncrt"), withDate appends the local date, withPid the process id.
  * The path is cut to 1023 characters. Returns the path's length, or -1 when
  * path is NULL. extension is read, not changed (NULL or empty: "log"). */
-ZARNCRT_EXPORT int getLogFileName(char* path, char* first, const char* second,
-                                  char* extension, bool withDate, bool withPid);
+ZARNCRT_EXPORT int getLogFileName(char* path, char* first, const char* second, char* extension,
+                                  bool withDate, bool withPid);
 
 /* Writes the shortest text that reads back as the same double ("nan", "inf",
  * "-inf" for the special values) into dest: at most size-1 bytes and a NUL.

@@ -1,9 +1,9 @@
 // Log-file naming of the runtime core library.
 #include "core/QorCore.h"
 
+#include <unistd.h>
 #include <cstdio>
 #include <ctime>
-#include <unistd.h>
 
 namespace {
 
@@ -36,9 +36,9 @@ int getLogFileName(char* path, char* first, const char* second, char* extension,
     if (withPid) {
         std::snprintf(pid, sizeof pid, "-%ld", static_cast<long>(getpid()));
     }
-    const int written = std::snprintf(path, kPathSize, "%s/%s%s%s.%s", orDefault(first, "."),
-                                      orDefault(second, "zarncrt"), date, pid,
-                                      orDefault(extension, "log"));
+    const int written =
+        std::snprintf(path, kPathSize, "%s/%s%s%s.%s", orDefault(first, "."),
+                      orDefault(second, "zarncrt"), date, pid, orDefault(extension, "log"));
     if (written < 0) {
         path[0] = '\0';
         return 0;
