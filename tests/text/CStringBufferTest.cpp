@@ -115,7 +115,8 @@ TEST_F(StringBufferModel, AssignmentAndAppendingMatchModel)
               const double d = static_cast<double>(v) / 64;
               b->set(static_cast<int>(v)).append(v).append(d);
               m.setNumber(std::to_string(static_cast<int>(v)));
-              m.append(std::to_string(v) + textmodel::doubleText(d));
+              m.append(std::to_string(v));
+              m.append(textmodel::doubleText(d));
           }}});
 }
 
