@@ -117,3 +117,32 @@ TEST(AbiLayout, VirtualSlotOrder)
     EXPECT_EQ((Numbers{slot(&CStringBuffer::length), slot(&QorStringMap::count)}),
               (Numbers{-1, -1}));
 }
+
+// Subclasses compiled against earlier builds read the protected fields
+// directly, so each must keep meaning what the public interface says.
+TEST(AbiFields, StringBufferFieldsHoldItsState)
+{
+    struct TextFields : CStringBuffer {
+        using CStringBuffer::CStringBuffer;
+        Numbers fields()
+        {
+            return {len, bufSize, endPtr - buffer, blockSize, buffer[len], writeBufSize};
+        }
+    } text(16);
+    text.set("hello", -1).append(" world", -1).getBufferSetLength(5);
+    EXPECT_EQ(text.fields(), (Numbers{11, 16, 11, 16, '\0', 5}));
+}
+
+TEST(AbiFields, LoggerFieldsHoldItsSettings)
+{
+    struct LoggerFields : QorFileLogger {
+        Numbers fields()
+        {
+            return {logLevel, ownsFile, useDate, stream == stderr, mutex != nullptr};
+        }
+    } logger;
+    logger.SetLogLevel(IQorLogger::eLogWarning);
+    logger.ToggleDateUsage(false);
+    logger.SetFile(stderr, false);
+    EXPECT_EQ(logger.fields(), (Numbers{IQorLogger::eLogWarning, false, false, true, true}));
+}
