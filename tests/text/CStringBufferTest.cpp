@@ -92,7 +92,7 @@ protected:
 
 }  // namespace
 
-TEST_F(StringBufferModel, AssignmentAndAppendingMatchModel)
+TEST_F(StringBufferModel, AssignmentAppendingAndFormattingMatchModel)
 {
     run({{"operator=",
           [this] {
@@ -110,19 +110,16 @@ TEST_F(StringBufferModel, AssignmentAndAppendingMatchModel)
               b->append(t.data(), static_cast<int>(t.size()));
               m.append(t);
           }},
-         {"numbers", [this] {
+         {"numbers",
+          [this] {
               const long v = static_cast<long>(rng() << pick(32));
               const double d = static_cast<double>(v) / 64;
               b->set(static_cast<int>(v)).append(v).append(d);
               m.setNumber(std::to_string(static_cast<int>(v)));
               m.append(std::to_string(v));
               m.append(textmodel::doubleText(d));
-          }}});
-}
-
-TEST_F(StringBufferModel, FormattingMatchesModel)
-{
-    run({{"format",
+          }},
+         {"format",
           [this] {
               const std::string t = randomText();
               const int width = pick(50) == 0 ? 20000 : int(pick(20)), v = int(pick(1000));
@@ -172,15 +169,11 @@ TEST_F(StringBufferModel, EditsMatchModel)
               b->trim();
               m.text = textmodel::trim(m.text);
           }},
-         {"toUpperCase",
+         {"toUpperCase or toLowerCase",
           [this] {
-              b->toUpperCase();
-              m.text = textmodel::cased(m.text, true);
-          }},
-         {"toLowerCase",
-          [this] {
-              b->toLowerCase();
-              m.text = textmodel::cased(m.text, false);
+              const bool upper = pick(2) == 1;
+              upper ? b->toUpperCase() : b->toLowerCase();
+              m.text = textmodel::cased(m.text, upper);
           }},
          {"convertLinebreaks", [this] {
               b->convertLinebreaks();
