@@ -35,6 +35,20 @@ inline int cmp(Key const& a, Key const& b)
     return BPlusKey::Compare(a.get(), b.get());
 }
 
+// A key's whole state on one line: type, integer and number fields, text
+// and its length, name, null flag and whether it holds data.
+inline std::string state(BPlusKey& key)
+{
+    int length = -1;
+    char const* text = key.GetCharValue(&length);
+    std::ostringstream out;
+    out << "type " << key.GetType() << ", int " << key.GetIntValue() << ", number "
+        << key.GetFloatValue() << ", text " << (text ? text : "none") << "/" << length << ", name "
+        << (key.GetName() ? key.GetName() : "none") << (key.IsNull() ? ", null" : "")
+        << (key.GetData() ? ", data" : "");
+    return out.str();
+}
+
 // What PrintKey appends to a buffer that holds `before`.
 inline std::string printed(BPlusKey& key, char const* before = "")
 {
