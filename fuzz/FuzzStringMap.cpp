@@ -122,8 +122,7 @@ void runMap(FuzzInput& in)
                 run.checkList();
             }
         }
-        FUZZ_CHECK(run.map.count() == static_cast<int>(run.model.list().size()), "count %d",
-                   run.map.count());
+        FUZZ_CHECK(run.map.count() == run.model.count(), "count %d", run.map.count());
         FUZZ_CHECK(run.map.size() == static_cast<int>(run.model.slots.size()), "size %d, model %zu",
                    run.map.size(), run.model.slots.size());
     }

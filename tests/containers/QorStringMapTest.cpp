@@ -199,7 +199,7 @@ TEST(QorStringMapRandomized, MatchesTheTableModel)
         }
         shrinks += op < 90 && map.size() < before ? 1 : 0;
         ASSERT_EQ(map.size(), static_cast<int>(model.slots.size())) << "step " << step;
-        ASSERT_EQ(map.count(), static_cast<int>(model.list().size())) << "step " << step;
+        ASSERT_EQ(map.count(), model.count()) << "step " << step;
         if (step % 250 != 0) {
             continue;
         }

@@ -128,6 +128,14 @@ struct Table {
         reinit ? init(static_cast<int>(slots.size())) : slots.clear();
         collisions = 0;
     }
+    int count() const
+    {
+        std::size_t n = 0;
+        for (auto const& slot : slots) {
+            n += slot.size();
+        }
+        return static_cast<int>(n);
+    }
     // Every item, slot by slot: the order of allocList.
     std::vector<Item const*> list() const
     {
