@@ -1,17 +1,16 @@
 // Differential fuzzer for QorStringMap against the table model of
-// tests/models/StringMapHash.h: inserts, removals, lookups, clears and
-// resizes in both key forms and every release mode. After every step the
-// slot and item counts must agree and a hashed key must hash as the model
-// says; every so often allocList must list the model's items, slot by slot,
-// with their keys, values and the map's mode.
-//
-// Values are unique malloc'ed blocks, so that AddressSanitizer and
-// LeakSanitizer catch a value freed twice, freed by a growth step or never
-// freed. In the modes that do not free, the fuzzer frees what leaves the map.
+// tests/models/StringMapHash.h: inserts, removals, lookups, clears, resizes
+// and NULL keys in both key forms and every release mode. After every step
+// slot and item counts and the key's hash must agree; after resizes and at
+// the end allocList must list the model's items with keys, values and mode.
+// Values are unique malloc'ed blocks, so that the sanitizers catch a value
+// freed twice, freed by a growth step or never freed; in the modes that do
+// not free, the fuzzer frees what leaves the map.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "containers/QorStringMap.h"
 #include "fuzz/FuzzInput.h"
@@ -26,6 +25,7 @@ struct Run {
     EQorAllocMode mode;
     QorStringMap map;
     mapmodel::Table model;
+    std::vector<std::string> seen;  // keys made so far, for lookups that hit
 
     Run(EQorAllocMode m, int size) : mode(m), map(size, m), model(size) {}
     ~Run()
@@ -67,12 +67,20 @@ struct Run {
     }
 };
 
-std::string makeKey(FuzzInput& in)
+// A key seen before, a short new one or now and then a long one.
+std::string makeKey(FuzzInput& in, std::vector<std::string>& seen)
 {
-    if (in.u8() % 32 == 0) {  // long keys: beyond any small work area
-        return std::string(static_cast<std::size_t>(in.range(4000, 4200)), 'a');
+    const std::uint8_t pick = in.u8();
+    if (!seen.empty() && pick % 2 == 0) {
+        return seen[in.range(0, static_cast<int>(seen.size()) - 1)];
     }
-    return in.text(in.flag() ? 300 : 6, kAlphabet, sizeof kAlphabet);
+    std::string key = pick % 32 == 1
+                          ? std::string(static_cast<std::size_t>(in.range(4000, 4200)), 'a')
+                          : in.text(pick % 8 == 1 ? 300 : 6, kAlphabet, sizeof kAlphabet);
+    if (seen.size() < 64) {
+        seen.push_back(key);
+    }
+    return key;
 }
 
 void runMap(FuzzInput& in)
@@ -83,14 +91,14 @@ void runMap(FuzzInput& in)
     for (int step = 0; step < 512 && !in.empty(); ++step) {
         const std::uint8_t op = in.u8();
         const bool textForm = (op & 0x80) != 0;
-        std::string key = makeKey(in);
+        std::string key = makeKey(in, run.seen);
         key = textForm ? std::string(key.c_str()) : key;  // the text form stops at a NUL
         CStringBuffer bytes;
         bytes.set(key.data(), static_cast<int>(key.size()));
         const int hash = textForm ? run.map.hash(key.c_str(), -1)
                                   : run.map.hash(key.data(), static_cast<int>(key.size()));
         FUZZ_CHECK(hash == mapmodel::referenceHash(key), "hash of a %zu-byte key", key.size());
-        switch ((op & 0x7f) % 8) {
+        switch ((op & 0x7f) % 9) {
             case 0:
             case 1:
             case 2: {
@@ -106,7 +114,8 @@ void runMap(FuzzInput& in)
                 break;
             case 5: {
                 void* want = run.model.get(key, textForm);
-                void* got = textForm ? run.map[key.c_str()] : run.map.get(bytes);
+                void* got = textForm ? run.map.get(key.c_str()) : run.map.get(bytes);
+                FUZZ_CHECK((textForm ? run.map[key.c_str()] : run.map[bytes]) == got, "operator[]");
                 const bool exists = textForm ? run.map.exists(key.c_str()) : run.map.exists(bytes);
                 FUZZ_CHECK(got == want, "get: not the first match's value");
                 FUZZ_CHECK(exists == (run.model.find(key, textForm).second >= 0), "exists");
@@ -114,6 +123,12 @@ void runMap(FuzzInput& in)
             }
             case 6:
                 run.clear(in.flag());
+                break;
+            case 7:  // a NULL key stores, finds and removes nothing
+                run.map.insert(static_cast<char const*>(nullptr), nullptr);
+                run.map.remove(static_cast<char const*>(nullptr));
+                FUZZ_CHECK(!run.map.exists(static_cast<char const*>(nullptr)), "NULL key found");
+                FUZZ_CHECK(run.map.hash(nullptr, -1) == mapmodel::referenceHash(""), "NULL hash");
                 break;
             default: {
                 const int n = in.range(-8, 600);
