@@ -88,12 +88,12 @@ void runMap(FuzzInput& in)
     static constexpr EQorAllocMode kModes[] = {eQorAllocFree, eQorAllocFreeAlt, eQorAllocNone,
                                                static_cast<EQorAllocMode>(7)};
     Run run(kModes[in.range(0, 3)], in.range(-4, 200));
+    CStringBuffer bytes;  // the buffer form of each step's key; one block, reused
     for (int step = 0; step < 512 && !in.empty(); ++step) {
         const std::uint8_t op = in.u8();
         const bool textForm = (op & 0x80) != 0;
         std::string key = makeKey(in, run.seen);
         key = textForm ? std::string(key.c_str()) : key;  // the text form stops at a NUL
-        CStringBuffer bytes;
         bytes.set(key.data(), static_cast<int>(key.size()));
         const int hash = textForm ? run.map.hash(key.c_str(), -1)
                                   : run.map.hash(key.data(), static_cast<int>(key.size()));

@@ -3,6 +3,7 @@
 // report lengths outside the text.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <cstdio>
@@ -132,23 +133,24 @@ protected:
     {
         BPlusKey::SetNormalizer(nullptr, 0);
     }
-    static int identity(char*, int*, int)
-    {
-        return 0;
-    }
-    // Keeps all but the last byte, so the length it leaves must count.
-    static int dropLast(char*, int* length, int)
-    {
-        *length -= *length > 0 ? 1 : 0;
-        return 0;
-    }
-    // Reports its data as the normalized length, whatever the text.
-    static int claimLength(char*, int* length, int data)
-    {
-        *length = data;
-        return 0;
-    }
 };
+
+// Normalizers that keep the text, drop its last byte (so the length they
+// leave must count), or report their data as the length, whatever the text.
+int identity(char*, int*, int)
+{
+    return 0;
+}
+int dropLast(char*, int* length, int)
+{
+    *length = std::max(*length - 1, 0);
+    return 0;
+}
+int claimLength(char*, int* length, int data)
+{
+    *length = data;
+    return 0;
+}
 
 TEST_F(NormalizedKeys, CompareByteOrderWithThePrefixFirst)
 {
