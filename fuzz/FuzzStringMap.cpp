@@ -60,6 +60,9 @@ struct Run {
                            std::memcmp(got->key.getBufferPointer(), key.data(), key.size()) == 0,
                        "allocList: item %zu has another key", i);
             FUZZ_CHECK(got->value == items[i]->value, "allocList: item %zu value", i);
+            // Key storage as a fresh copy would have it, growth steps or not.
+            FUZZ_CHECK(got->key.bufLength() == static_cast<int>(key.size() / 4092 + 1) * 4092,
+                       "allocList: item %zu key storage %d", i, got->key.bufLength());
             FUZZ_CHECK(got->deallocate == mode, "allocList: item %zu mode %d", i,
                        static_cast<int>(got->deallocate));
         }

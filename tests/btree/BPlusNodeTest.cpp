@@ -237,4 +237,19 @@ TEST_F(BPlusNodePrint, ToStream)
     std::free(data);
 }
 
+// A slot within the key count that holds no key (only a damaged node has
+// one) prints as "(null key)".
+struct Fields : BPlusNode {
+    static constexpr int BPlusNode::*kKeyCount = &Fields::m_nKeyCount;
+};
+
+TEST(BPlusNodePrintDamaged, NullKeySlot)
+{
+    BPlusNode leaf;
+    leaf.SetLeafNode(true);
+    leaf.*Fields::kKeyCount = 1;
+    EXPECT_NE(printed(&leaf).find("| key=(null key)\n"), std::string::npos);
+    leaf.*Fields::kKeyCount = 0;
+}
+
 }  // namespace
