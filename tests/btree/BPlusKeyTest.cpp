@@ -96,34 +96,29 @@ TEST(KeySetters, UnknownTypeKeepsNoValue)
 }
 
 // Integer, number and composite order: see the randomized KeyOrder test.
-TEST(KeyCompare, NanEqualsEveryNumber)
+// The first key's type picks the field read from the second; text order
+// ignores case, no text sorts first; NaN and an unknown type equal anything.
+TEST(KeyCompare, SignOfMixedAndSpecialPairs)
 {
-    Key nan(BPlusKey::NewNumberKey(NAN)), one(BPlusKey::NewNumberKey(1));
-    EXPECT_EQ(cmp(nan, one), 0);
-    EXPECT_EQ(cmp(one, nan), 0);
-}
-
-TEST(KeyCompare, FirstKeyTypePicksTheFieldReadFromTheSecond)
-{
-    Key three(I(3)), nine = text("9");
-    EXPECT_EQ(cmp(three, nine), 1) << "integer 3 against the 0 of a text key";
-    EXPECT_EQ(cmp(nine, three), 1) << "text 9 against the no text of an integer key";
-}
-
-TEST(KeyCompare, TextIgnoresCaseAndNoTextSortsFirst)
-{
-    Key upper = text("Abc"), lower = text("aBC"), none = text(nullptr);
-    EXPECT_EQ(cmp(upper, lower), 0);
-    EXPECT_EQ(cmp(none, upper), -1);
-    EXPECT_EQ(cmp(upper, none), 1);
-    EXPECT_EQ(cmp(none, none), 0);
-}
-
-TEST(KeyCompare, UnknownTypeEqualsEveryKey)
-{
-    Key unknown(new BPlusKey(kUnknownType));
-    EXPECT_EQ(cmp(unknown, Key(I(3))), 0);
-    EXPECT_EQ(cmp(unknown, text("a")), 0);
+    struct {
+        char const* name;
+        Key a, b;
+        int sign;
+    } const cases[] = {
+        {"NaN, 1", Key(BPlusKey::NewNumberKey(NAN)), Key(BPlusKey::NewNumberKey(1)), 0},
+        {"1, NaN", Key(BPlusKey::NewNumberKey(1)), Key(BPlusKey::NewNumberKey(NAN)), 0},
+        {"integer 3, text 9 (reads its 0)", Key(I(3)), text("9"), 1},
+        {"text 9, integer 3 (reads no text)", text("9"), Key(I(3)), 1},
+        {"Abc, aBC", text("Abc"), text("aBC"), 0},
+        {"no text, Abc", text(nullptr), text("Abc"), -1},
+        {"Abc, no text", text("Abc"), text(nullptr), 1},
+        {"no text, no text", text(nullptr), text(nullptr), 0},
+        {"unknown type, 3", Key(new BPlusKey(kUnknownType)), Key(I(3)), 0},
+        {"unknown type, a", Key(new BPlusKey(kUnknownType)), text("a"), 0},
+    };
+    for (auto const& c : cases) {
+        EXPECT_EQ(cmp(c.a, c.b), c.sign) << c.name;
+    }
 }
 
 // The normalizer is process-wide: every test leaves it switched off.

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "btree/BPlusCursor.h"
 #include "btree/BPlusNode.h"
 #include "btree/KeyTestSupport.h"
 #include "containers/Stacks.h"
@@ -50,17 +51,6 @@ TEST(BPlusNodeCapacity, FloatingPointStepsDecideM)
         EXPECT_EQ(node.IsValid(), c.m > 2) << c.block << "/" << c.key;
         EXPECT_EQ(made != nullptr, c.m > 2) << c.block << "/" << c.key;
     }
-}
-
-TEST(BPlusNodeCapacity, DefaultNodeIsAnEmptyIndexOfThree)
-{
-    BPlusNode defaults;
-    std::unique_ptr<BPlusNode> made(defaults.New());
-    EXPECT_FALSE(defaults.IsLeafNode());
-    EXPECT_FALSE(defaults.IsFull());
-    EXPECT_EQ(defaults.GetFirstLeaf(), nullptr);
-    EXPECT_EQ(defaults.GetMaxPointers(), 3);
-    EXPECT_EQ(made->GetMaxPointers(), 3);
 }
 
 TEST(BPlusNodeShapes, WorkedExamples)
@@ -177,6 +167,7 @@ TEST(BPlusNodeMisuse, NullKeysAndPositionsOutOfRange)
     EXPECT_EQ(root->Search(nullptr, &path), nullptr);
     EXPECT_EQ(path.size(), 0);
     EXPECT_EQ(root->FindNode(nullptr), nullptr);
+    EXPECT_FALSE(BPlusCursor(root).Seek(nullptr));
     EXPECT_FALSE(root->InsertIndex(nullptr, nullptr));
     EXPECT_FALSE(root->GetFirstLeaf()->InsertLeaf(nullptr));
     EXPECT_EQ(root->GetKey(-1), nullptr);

@@ -119,21 +119,6 @@ TEST(BPlusNodeBulk, RefusesUnsortedDuplicateNullAndNegativeLoads)
     BPlusNode::DeleteTree(root);
 }
 
-TEST(BPlusCursor, SeekBeyondTheLastKeyAndStepsOffTheEnd)
-{
-    BPlusNode* root = grow({10, 20, 30});  // bounded-form root: beyond 30 has no leaf
-    BPlusCursor cursor(root);
-    Key above(I(31)), between(I(15));
-    EXPECT_FALSE(cursor.Seek(above.get()));
-    EXPECT_FALSE(cursor.Seek(nullptr));
-    EXPECT_TRUE(cursor.Seek(between.get()));
-    EXPECT_EQ(cursor.Key()->GetIntValue(), 20);
-    EXPECT_TRUE(cursor.Last());
-    EXPECT_FALSE(cursor.Next());
-    EXPECT_FALSE(cursor.Prev()) << "stays off the end";
-    BPlusNode::DeleteTree(root);
-}
-
 // Each damage must be reported by a line naming it; the test undoes it
 // before the tree is released.
 class VerifyTreeDamage : public testing::Test {
@@ -209,8 +194,11 @@ TEST_F(VerifyTreeDamage, SeparatorIsNotTheLastKeyOfItsLeaf)
 
 // Interleaved Add, Remove, Search, cursor walks and bulk loads against the
 // model, with the whole tree checked after every step, for every capacity.
-void RunModel(KeyKind kind, int steps)
+class BPlusTreeModel : public testing::TestWithParam<std::pair<KeyKind, int>> {};
+
+TEST_P(BPlusTreeModel, RandomOperationsForEveryCapacity)
 {
+    const auto [kind, steps] = GetParam();
     for (int m = 3; m <= 32; ++m) {
         std::mt19937 random(static_cast<unsigned>(m * 31 + static_cast<int>(kind)));
         TreeDriver driver(m, kind);
@@ -224,24 +212,17 @@ void RunModel(KeyKind kind, int steps)
     }
 }
 
-TEST(BPlusTreeModel, IntegerKeys)
+std::string KindName(testing::TestParamInfo<std::pair<KeyKind, int>> const& info)
 {
-    RunModel(KeyKind::Integer, 400);
+    return std::vector<std::string>{"Integer", "Number", "Text", "Composite"}.at(
+        static_cast<std::size_t>(info.param.first));
 }
 
-TEST(BPlusTreeModel, NumberKeys)
-{
-    RunModel(KeyKind::Number, 150);
-}
-
-TEST(BPlusTreeModel, TextKeys)
-{
-    RunModel(KeyKind::Text, 150);
-}
-
-TEST(BPlusTreeModel, CompositeKeys)
-{
-    RunModel(KeyKind::Composite, 150);
-}
+INSTANTIATE_TEST_SUITE_P(KeyKinds, BPlusTreeModel,
+                         testing::Values(std::pair(KeyKind::Integer, 400),
+                                         std::pair(KeyKind::Number, 150),
+                                         std::pair(KeyKind::Text, 150),
+                                         std::pair(KeyKind::Composite, 150)),
+                         KindName);
 
 }  // namespace
