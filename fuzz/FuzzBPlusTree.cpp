@@ -7,6 +7,7 @@
 // DeleteTree must release every stored key, and so its data, exactly once.
 #include <cstddef>
 #include <cstdint>
+#include <sstream>
 #include <string>
 
 #include "fuzz/FuzzInput.h"
@@ -15,6 +16,35 @@
 namespace {
 
 constexpr int kMaxSteps = 600;
+
+// The printed tree has one header per node and one "| ptr=" line per child;
+// the "| key=" lines of its leaf blocks are the stored keys in order.
+std::string checkPrinted(treemodel::TreeDriver& driver)
+{
+    CStringBuffer out, wanted;
+    driver.root()->PrintNode(out, 0);
+    for (auto const& entry : driver.model()) {
+        entry.second->PrintKey(wanted);
+        wanted.append("\n", 1);
+    }
+    std::istringstream lines(std::string(out.getBufferPointer(), size_t(out.length())));
+    std::string line, leafKeys;
+    long headers = 0, pointers = 0;
+    bool inLeaf = false;
+    while (std::getline(lines, line)) {
+        line.erase(0, line.find_first_not_of(' '));
+        const bool header = line.rfind("_IDX_NODE ", 0) == 0 || line.rfind("_DAT_NODE ", 0) == 0;
+        headers += header ? 1 : 0;
+        inLeaf = header ? line[1] == 'D' : inLeaf;
+        pointers += line.rfind("| ptr=", 0) == 0 ? 1 : 0;
+        leafKeys += inLeaf && line.rfind("| key=", 0) == 0 ? line.substr(6) + "\n" : "";
+    }
+    if (headers != pointers + 1) {
+        return treemodel::say("printed %ld node headers for %ld child pointers", headers, pointers);
+    }
+    const std::string want(wanted.getBufferPointer(), size_t(wanted.length()));
+    return leafKeys == want ? "" : "printed leaf keys differ from the model";
+}
 
 std::string runTree(FuzzInput& in)
 {
@@ -29,13 +59,11 @@ std::string runTree(FuzzInput& in)
         const int value = in.range(-spread, spread);
         const unsigned extra = in.u16();
         problem = treemodel::step(driver, choice, value, extra);
-        if (problem.empty()) {
-            problem = driver.check(i % 32 == 0);
-        }
+        problem = problem.empty() ? driver.check(i % 32 == 0) : problem;
+        problem = problem.empty() && i % 32 == 0 ? checkPrinted(driver) : problem;
     }
-    if (problem.empty()) {
-        problem = driver.check(true);
-    }
+    problem = problem.empty() ? driver.check(true) : problem;
+    problem = problem.empty() ? checkPrinted(driver) : problem;
     return problem.empty() ? driver.finish() : problem;
 }
 

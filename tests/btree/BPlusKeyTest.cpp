@@ -3,6 +3,7 @@
 // report lengths outside the text.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <cstdio>
@@ -14,154 +15,239 @@ namespace {
 using Type = BPlusKey::EBPlusKeyType;
 constexpr Type kUnknownType = static_cast<Type>(9);  // a type the library does not know
 
-}  // namespace
-
-TEST(KeyConstruction, EmptyKeysFactoriesAndCopyConstructor)
+TEST(KeyConstruction, EmptyKeyOfEveryType)
 {
-    for (Type type : {Type(0), Type(1), Type(2), Type(3), kUnknownType}) {
-        BPlusKey k(type);
-        int length = -1;
-        EXPECT_TRUE(k.GetType() == type && k.GetIntValue() == 0 && k.GetFloatValue() == 0.0 &&
-                    k.GetCharValue(&length) == nullptr && length == 0 && !k.GetName() &&
-                    !k.IsNull() && !k.GetData());
+    for (int type : {0, 1, 2, 3, 9}) {
+        BPlusKey k(static_cast<Type>(type));
+        EXPECT_EQ(state(k),
+                  "type " + std::to_string(type) + ", int 0, number 0, text none/0, name none");
     }
-    EXPECT_EQ(text(nullptr)->GetCharValue(nullptr), nullptr);
+    EXPECT_EQ(state(*text(nullptr)), "type 2, int 0, number 0, text none/0, name none");
+}
 
+TEST(KeyConstruction, CopyConstructorTakesTextNameAndNullFlag)
+{
     Key abc = text("abc");
     abc->SetName("label");
     abc->SetName(abc->GetName());  // its own name: harmless
     abc->SetNull(true);
+    abc->SetData(new CountingData(true));
     BPlusKey copy(*abc);
-    int length = 0;
-    EXPECT_STREQ(copy.GetCharValue(&length), "abc");
-    EXPECT_TRUE(copy.GetType() == BPlusKey::eCharKey && length == 3 && copy.IsNull());
-    EXPECT_STREQ(copy.GetName(), "label");
+    EXPECT_EQ(state(copy), "type 2, int 0, number 0, text abc/3, name label, null");
     copy.SetName(nullptr);
     EXPECT_EQ(copy.GetName(), nullptr);
 }
 
-TEST(KeySetters, AcrossTheThreeValueTypes)
+TEST(KeySetters, IntegerKeyReadsTextAndTruncatesDoubles)
 {
-    BPlusKey integer(BPlusKey::eIntegerKey), number(BPlusKey::eNumberKey), t(BPlusKey::eCharKey);
-    std::pair<char const*, int> texts[] = {
+    BPlusKey integer(BPlusKey::eIntegerKey);
+    std::pair<char const*, int> const texts[] = {
         {"12abc", 12}, {"abc", 0}, {" -7", -7}, {"4294967297", 1}, {"-4294967297", -1}};
     for (auto [s, value] : texts) {
         integer.SetKey(s);
         EXPECT_EQ(integer.GetIntValue(), value) << s;
     }
-    std::pair<double, int> doubles[] = {
+    std::pair<double, int> const doubles[] = {
         {3.99, 3}, {-3.99, -3}, {NAN, 0}, {1e10, INT_MAX}, {-1e10, INT_MIN}};
     for (auto [d, value] : doubles) {
         integer.SetKey(d);
         EXPECT_EQ(integer.GetIntValue(), value) << d;
     }
+}
+
+TEST(KeySetters, BufferTextAndNullText)
+{
+    BPlusKey integer(BPlusKey::eIntegerKey), number(BPlusKey::eNumberKey);
     CStringBuffer buffer(" 42.5x");
-    integer.SetKey(buffer), number.SetKey(buffer);
+    integer.SetKey(buffer);
+    number.SetKey(buffer);
     integer.SetKey(static_cast<char const*>(nullptr));  // NULL: no change
-    EXPECT_TRUE(integer.GetIntValue() == 42 && number.GetFloatValue() == 42.5);
+    EXPECT_EQ(state(integer), "type 0, int 42, number 0, text none/0, name none");
+    EXPECT_EQ(state(number), "type 1, int 0, number 42.5, text none/0, name none");
+}
+
+TEST(KeySetters, TextKeyFormatsNumbersAndTakesItsOwnText)
+{
+    BPlusKey t(BPlusKey::eCharKey);
     char full[400];
     std::snprintf(full, sizeof full, "%0.2lf", 1e300);
     for (auto [d, expected] :
          {std::pair<double, std::string>{-12, "-12.00"}, {2.5, "2.50"}, {1e300, {full, 63}}}) {
         t.SetKey(d);
         int length = 0;
-        EXPECT_TRUE(t.GetCharValue(&length) == expected && length == int(expected.size())) << d;
+        EXPECT_EQ(t.GetCharValue(&length), expected) << d;
+        EXPECT_EQ(length, static_cast<int>(expected.size())) << d;
     }
     t.SetKey(-12);
-    t.SetKey(t.GetCharValue(nullptr));  // its own text
+    t.SetKey(t.GetCharValue(nullptr));
     t.SetKey(static_cast<char const*>(nullptr));
     EXPECT_STREQ(t.GetCharValue(nullptr), "-12");
-    BPlusKey unknown(kUnknownType);  // holds no value: every setter does nothing
-    unknown.SetKey(5), unknown.SetKey(2.5), unknown.SetKey("7"), unknown.SetKey(buffer);
-    EXPECT_TRUE(unknown.GetIntValue() == 0 && unknown.GetFloatValue() == 0.0 &&
-                !unknown.GetCharValue(nullptr));
+}
+
+TEST(KeySetters, UnknownTypeKeepsNoValue)
+{
+    BPlusKey unknown(kUnknownType);
+    CStringBuffer buffer("7");
+    unknown.SetKey(5);
+    unknown.SetKey(2.5);
+    unknown.SetKey("7");
+    unknown.SetKey(buffer);
+    EXPECT_EQ(state(unknown), "type 9, int 0, number 0, text none/0, name none");
 }
 
 // Integer, number and composite order: see the randomized KeyOrder test.
-TEST(KeyCompare, NanTextsMixedAndUnknownTypes)
+// The first key's type picks the field read from the second; text order
+// ignores case, no text sorts first; NaN and an unknown type equal anything.
+TEST(KeyCompare, SignOfMixedAndSpecialPairs)
 {
-    Key three(I(3)), nan(BPlusKey::NewNumberKey(NAN)), one(BPlusKey::NewNumberKey(1));
-    EXPECT_TRUE(cmp(nan, one) == 0 && cmp(one, nan) == 0);
-    // The first key's type picks the field read from the second.
-    Key nine = text("9");
-    EXPECT_TRUE(cmp(three, nine) == 1 && cmp(nine, three) == 1);
-    Key upper = text("Abc"), lower = text("aBC"), none = text(nullptr);
-    EXPECT_TRUE(cmp(upper, lower) == 0 && cmp(none, upper) == -1 && cmp(upper, none) == 1);
-    Key unknown(new BPlusKey(kUnknownType));
-    EXPECT_TRUE(cmp(none, none) == 0 && cmp(unknown, three) == 0 && cmp(unknown, upper) == 0);
+    struct {
+        char const* name;
+        Key a, b;
+        int sign;
+    } const cases[] = {
+        {"NaN, 1", Key(BPlusKey::NewNumberKey(NAN)), Key(BPlusKey::NewNumberKey(1)), 0},
+        {"1, NaN", Key(BPlusKey::NewNumberKey(1)), Key(BPlusKey::NewNumberKey(NAN)), 0},
+        {"integer 3, text 9 (reads its 0)", Key(I(3)), text("9"), 1},
+        {"text 9, integer 3 (reads no text)", text("9"), Key(I(3)), 1},
+        {"Abc, aBC", text("Abc"), text("aBC"), 0},
+        {"no text, Abc", text(nullptr), text("Abc"), -1},
+        {"Abc, no text", text("Abc"), text(nullptr), 1},
+        {"no text, no text", text(nullptr), text(nullptr), 0},
+        {"unknown type, 3", Key(new BPlusKey(kUnknownType)), Key(I(3)), 0},
+        {"unknown type, a", Key(new BPlusKey(kUnknownType)), text("a"), 0},
+    };
+    for (auto const& c : cases) {
+        EXPECT_EQ(cmp(c.a, c.b), c.sign) << c.name;
+    }
 }
 
-TEST(NormalizedKeys, ByteOrderPrefixRuleAndFreshCopies)
+// The normalizer is process-wide: every test leaves it switched off.
+class NormalizedKeys : public testing::Test {
+protected:
+    void TearDown() override
+    {
+        BPlusKey::SetNormalizer(nullptr, 0);
+    }
+};
+
+// Normalizers that keep the text, drop its last byte (so the length they
+// leave must count), or report their data as the length, whatever the text.
+int identity(char*, int*, int)
 {
-    auto identity = [](char*, int*, int) { return 0; };
-    // Keeps all but the last byte, so the length it leaves must count.
-    auto dropLast = [](char*, int* length, int) { return *length -= *length > 0, 0; };
-    // Reports its data as the normalized length, whatever the text.
-    auto claimLength = [](char*, int* length, int data) { return *length = data, 0; };
+    return 0;
+}
+int dropLast(char*, int* length, int)
+{
+    *length = std::max(*length - 1, 0);
+    return 0;
+}
+int claimLength(char*, int* length, int data)
+{
+    *length = data;
+    return 0;
+}
+
+TEST_F(NormalizedKeys, CompareByteOrderWithThePrefixFirst)
+{
     Key before = text("ABC");
     BPlusKey::SetNormalizer(identity, 0);
     Key lower = text("abc"), upper = text("ABC"), ab = text("ab"), empty = text("");
     EXPECT_GT(cmp(lower, upper), 0);
-    EXPECT_EQ(cmp(lower, before), 0);  // before has no copy: no-case rule
-    EXPECT_TRUE(cmp(ab, lower) == -1 && cmp(lower, ab) == 1 && cmp(empty, ab) == -1);
-    lower->SetKey(5);  // the copy follows the text; "abc" must not linger
-    EXPECT_EQ(cmp(lower, text("5")), 0);
+    EXPECT_EQ(cmp(lower, before), 0) << "a key made before has no copy: no-case rule";
+    EXPECT_EQ(cmp(ab, lower), -1);
+    EXPECT_EQ(cmp(lower, ab), 1);
+    EXPECT_EQ(cmp(empty, ab), -1);
+}
+
+TEST_F(NormalizedKeys, CopyFollowsTheTextAndTheClone)
+{
+    BPlusKey::SetNormalizer(identity, 0);
+    Key changed = text("abc");
+    changed->SetKey(5);
+    EXPECT_EQ(cmp(changed, text("5")), 0) << "a stale \"abc\" copy lingers";
     BPlusKey::SetNormalizer(dropLast, 0);
     Key spaced = text("abX");
-    Key clone(spaced->Clone());  // carries the normalized copy
-    EXPECT_TRUE(cmp(spaced, text("abY")) == 0 && cmp(clone, text("abZ")) == 0);
-    BPlusKey::SetNormalizer(nullptr, 0);
-    EXPECT_LT(cmp(ab, upper), 0);  // copies stay but are ignored: no-case rule
-    spaced->SetKey("x");           // drops the copy: a stale "ab" would decide below
-    BPlusKey::SetNormalizer(identity, 0);
-    EXPECT_EQ(cmp(spaced, text("X")), 0);
-    BPlusKey::SetNormalizer(claimLength, -5);  // lengths are clamped into 0..text length
-    EXPECT_EQ(cmp(text("abc"), text("xyz")), 0);
-    BPlusKey::SetNormalizer(claimLength, 1000);  // ASan: reading 1000 bytes would fail
-    EXPECT_TRUE(cmp(text("ab"), text("abc")) < 0 && cmp(text("abd"), text("abc")) > 0);
-    BPlusKey::SetNormalizer(nullptr, 0);
+    Key clone(spaced->Clone());
+    EXPECT_EQ(cmp(spaced, text("abY")), 0);
+    EXPECT_EQ(cmp(clone, text("abZ")), 0) << "the clone carries the normalized copy";
 }
 
-TEST(KeyData, ReleaseRule)
+TEST_F(NormalizedKeys, CopiesAreIgnoredWithoutNormalizer)
+{
+    BPlusKey::SetNormalizer(identity, 0);
+    Key ab = text("ab"), upper = text("ABC");
+    BPlusKey::SetNormalizer(dropLast, 0);
+    Key changed = text("abX");
+    BPlusKey::SetNormalizer(nullptr, 0);
+    EXPECT_LT(cmp(ab, upper), 0) << "no-case rule on the texts";
+    changed->SetKey("x");  // drops the copy
+    BPlusKey::SetNormalizer(identity, 0);
+    EXPECT_EQ(cmp(changed, text("X")), 0) << "a stale copy \"ab\" decides";
+}
+
+TEST_F(NormalizedKeys, ReportedLengthsAreClampedToTheText)
+{
+    BPlusKey::SetNormalizer(claimLength, -5);
+    EXPECT_EQ(cmp(text("abc"), text("xyz")), 0) << "length below 0";
+    BPlusKey::SetNormalizer(claimLength, 1000);  // ASan: reading 1000 bytes would fail
+    EXPECT_LT(cmp(text("ab"), text("abc")), 0) << "length beyond the text";
+    EXPECT_GT(cmp(text("abd"), text("abc")), 0) << "length beyond the text";
+}
+
+TEST(KeyData, ReplacedDataIsAskedAndDeletedOnlyWhenItSaysSo)
 {
     CountingData::deleted = 0;
-    auto* kept = new CountingData(false);
+    CountingData kept(false);
+    BPlusKey k(BPlusKey::eIntegerKey);
+    k.SetData(&kept);
+    k.SetData(&kept);  // the data it holds: not asked
+    k.SetData(new CountingData(true));
+    EXPECT_EQ(kept.asked, 1);
+    EXPECT_EQ(CountingData::deleted, 0);
+    k.SetData(nullptr);
+    EXPECT_EQ(CountingData::deleted, 1);
+}
+
+TEST(KeyData, DestructorAsksAndDetachedDataIsNotReleased)
+{
+    CountingData kept(false), detached(true);
     {
         BPlusKey k(BPlusKey::eIntegerKey), other(BPlusKey::eIntegerKey);
-        k.SetData(kept), k.SetData(kept);  // the second: the data it holds, nothing happens
-        k.SetData(new CountingData(true));
-        EXPECT_TRUE(kept->asked == 1 && CountingData::deleted == 0);
-        k.SetData(nullptr);
-        EXPECT_EQ(CountingData::deleted, 1);
-        k.SetData(kept), other.SetData(new CountingData(true));
-        delete other.DetachData();  // taken away: the key no longer releases it
+        k.SetData(&kept);
+        other.SetData(&detached);
+        EXPECT_EQ(other.DetachData(), &detached);
         EXPECT_EQ(other.GetData(), nullptr);
     }
-    EXPECT_TRUE(kept->asked == 2 && CountingData::deleted == 2);  // asked again, alive
-    delete kept;
+    EXPECT_EQ(kept.asked, 1);
+    EXPECT_EQ(detached.asked, 0);
 }
 
-TEST(KeyCopy, CopyToAcrossTypesAndClones)
+TEST(KeyCopy, CopyToFillsTheTargetTypesFieldAndDropsItsData)
 {
-    Key source(I(9)), hello = text("hello");
+    Key source(I(9));
     BPlusKey target(BPlusKey::eNumberKey);
     CountingData data(false);
-    source->SetName("n"), target.SetKey(1.5), target.SetName("old"), target.SetData(&data);
+    source->SetName("n");
+    target.SetKey(1.5);
+    target.SetName("old");
+    target.SetData(&data);
     source->CopyTo(target);
-
-    EXPECT_TRUE(target.GetType() == BPlusKey::eNumberKey && target.GetFloatValue() == 1.5);
-    EXPECT_TRUE(target.GetIntValue() == 9 && !target.GetData() && data.asked == 0);
-    EXPECT_STREQ(target.GetName(), "n");
+    EXPECT_EQ(state(target), "type 1, int 9, number 1.5, text none/0, name n");
+    EXPECT_EQ(data.asked, 0) << "dropped, not released";
     source->CopyTo(*source);  // onto itself: harmless
-    EXPECT_STREQ(source->GetName(), "n");
-    hello->SetData(new CountingData(true));
-    Key clone(hello->Clone());
-    EXPECT_STREQ(clone->GetCharValue(nullptr), "hello");  // a copy of its own (ASan)
-    EXPECT_TRUE(clone->GetType() == BPlusKey::eCharKey && !clone->GetData());
+    EXPECT_EQ(state(*source), "type 0, int 9, number 0, text none/0, name n");
 }
 
-// Plain and composite keys: into a buffer after its text, and to a stream.
-TEST(KeyPrint, IntoBufferAndStream)
+TEST(KeyCopy, CloneHasItsOwnTextAndNoData)
+{
+    Key hello = text("hello");
+    hello->SetData(new CountingData(true));
+    Key clone(hello->Clone());
+    hello.reset();  // ASan: the clone must not read the freed original
+    EXPECT_EQ(state(*clone), "type 2, int 0, number 0, text hello/5, name none");
+}
+
+TEST(KeyPrint, IntoBuffer)
 {
     EXPECT_EQ(printed(*Key(BPlusKey::NewNumberKey(2.5)), "x="), "x=2.50");
     EXPECT_EQ(printed(*Key(I(-4))), "-4");
@@ -171,10 +257,17 @@ TEST(KeyPrint, IntoBufferAndStream)
     Composite k(BPlusCompositeKey::New(I(5), BPlusKey::NewCharKey("ab"), nullptr));
     EXPECT_EQ(printed(*k, "x"), "x<5,ab>");
     EXPECT_EQ(printed(*Composite(BPlusCompositeKey::New())), "<>");
+}
+
+TEST(KeyPrint, ToStream)
+{
+    Composite k(BPlusCompositeKey::New(I(5), nullptr));
     k->AppendKeyPart(nullptr);
     k->AppendKeyPart(BPlusCompositeKey::New(BPlusKey::NewNumberKey(2.5), nullptr));
     testing::internal::CaptureStdout();
     text("abc")->PrintKey(stdout);
     k->PrintKey(stdout);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "abc<5,ab,,<2.50>>");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "abc<5,,<2.50>>");
 }
+
+}  // namespace

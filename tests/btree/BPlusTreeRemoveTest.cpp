@@ -1,7 +1,7 @@
 // Tests of removal, bulk loading, the cursor and the invariant check: the
-// worked shapes of small trees, the shared-separator and cloned-bound cases,
-// refusals, VerifyTree on damaged trees, and a randomized run of all
-// operations against the shared model for every capacity from 3 to 32.
+// worked shapes of small trees, refusals, VerifyTree on damaged trees, and
+// randomized runs of all operations against the shared model for every
+// capacity and key kind.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -17,74 +17,14 @@
 
 namespace {
 
-using treemodel::CountedData;
 using treemodel::KeyKind;
 using treemodel::TreeDriver;
-
-// Pointers to protected fields, to damage a tree on purpose.
-struct Fields : BPlusNode {
-    static constexpr int BPlusNode::*kKeyCount = &Fields::m_nKeyCount;
-    static constexpr BPlusKey** BPlusNode::*kKeys = &Fields::m_pKeys;
-    static constexpr BPlusNode** BPlusNode::*kPointers = &Fields::m_pPointers;
-    static constexpr BPlusNode* BPlusNode::*kNextLeaf = &Fields::m_pNextLeaf;
-};
-
-// The tree as I[keys](children) / L[keys], from the printed text, which
-// lists the blocks in pre-order.
-std::string Shape(BPlusNode* root)
-{
-    CStringBuffer out;
-    root->PrintNode(out, 0);
-    std::string printed = static_cast<char*>(out);
-    size_t at = 0;
-    auto readLine = [&printed, &at]() {
-        const size_t end = printed.find('\n', at);
-        std::string line = printed.substr(at, end - at);
-        at = end == std::string::npos ? printed.size() : end + 1;
-        line.erase(0, line.find_first_not_of(' '));
-        return line;
-    };
-    std::function<std::string()> block = [&]() {
-        readLine();
-        std::string text = readLine().rfind("_DAT_NODE", 0) == 0 ? "L[" : "I[";
-        std::string keys;
-        int children = 0;
-        while (at < printed.size() && printed[at] != '\n') {
-            std::string line = readLine();
-            if (line.rfind("| key=", 0) == 0) {
-                keys += (keys.empty() ? "" : ", ") + line.substr(6);
-            }
-            children += line.rfind("| ptr=", 0) == 0 ? 1 : 0;
-        }
-        text += keys + "]";
-        for (int i = 0; i < children; ++i) {
-            text += (i == 0 ? "(" : ", ") + block() + (i == children - 1 ? ")" : "");
-        }
-        return text;
-    };
-    return block();
-}
 
 std::string Problems(BPlusNode* root)
 {
     CStringBuffer problems;
     root->VerifyTree(problems);
-    return static_cast<char*>(problems);
-}
-
-BPlusNode* Grow(std::vector<int> const& keys)
-{
-    BPlusNode* root = new BPlusNode();
-    for (int k : keys) {
-        root = root->Add(I(k), false);
-    }
-    return root;
-}
-
-BPlusNode* RemoveInt(BPlusNode* root, int value)
-{
-    Key probe(I(value));
-    return root->Remove(probe.get(), nullptr);
+    return std::string(problems.getBufferPointer(), static_cast<size_t>(problems.length()));
 }
 
 // Removing from the M = 3 trees of the insertion examples: each removal
@@ -108,52 +48,25 @@ TEST(BPlusNodeRemove, WorkedShapesWithCapacityThree)
         {{1, 2, 3, 4, 5, 6, 7}, 1, "I[4](I[2](L[2], L[3, 4]), I[6](L[5, 6], L[7]))"},
     };
     for (Case const& c : cases) {
-        BPlusNode* root = RemoveInt(Grow(c.grown), c.removed);
-        EXPECT_EQ(c.shape, Shape(root)) << "case removing " << c.removed;
-        EXPECT_EQ("", Problems(root)) << "case removing " << c.removed;
+        Key probe(I(c.removed));
+        BPlusNode* root = grow(c.grown)->Remove(probe.get(), nullptr);
+        EXPECT_EQ(shape(root), c.shape) << "removing " << c.removed;
+        EXPECT_EQ(Problems(root), "") << "removing " << c.removed;
         BPlusNode::DeleteTree(root);
     }
 }
 
-// A removed key that is also a separator leaves the index: the slot takes
-// the new last key of the leaf it bounds, the key itself is handed over
-// once, and DeleteTree afterwards releases every other key exactly once.
-TEST(BPlusNodeRemove, SharedSeparatorLeavesTheIndex)
+TEST(BPlusNodeRemove, AbsentOrNullKeyChangesNothing)
 {
-    for (int removed = 1; removed <= 7; ++removed) {
-        TreeDriver driver(3, KeyKind::Integer);
-        for (int k = 1; k <= 7; ++k) {
-            EXPECT_EQ("", driver.add(k * 10)) << "case " << k;
-        }
-        EXPECT_EQ("", driver.remove(removed * 10, true)) << "case " << removed;
-        EXPECT_EQ("", driver.check(true)) << "case " << removed;
-        EXPECT_EQ("", driver.add(removed * 10 - 1)) << "case " << removed;
-        EXPECT_EQ("", driver.check(true)) << "case " << removed;
-        EXPECT_EQ("", driver.finish()) << "case " << removed;
-    }
-}
-
-TEST(BPlusNodeRemove, TakenKeyKeepsItsDataAndAbsentKeyChangesNothing)
-{
-    BPlusNode* root = Grow({1, 2, 3});
-    const std::string before = Shape(root);
+    BPlusNode* root = grow({1, 2, 3});
+    const std::string before = shape(root);
     Key absent(I(9));
     BPlusKey sentinel(BPlusKey::eIntegerKey);
-    BPlusKey* out = &sentinel;  // overwritten with NULL
-    EXPECT_EQ(root, root->Remove(absent.get(), &out));
-    EXPECT_EQ(nullptr, out);
-    EXPECT_EQ(before, Shape(root));
-    EXPECT_EQ(root, root->Remove(nullptr, &out));
-
-    Key probe(I(2));
-    root->Search(probe.get())->SetData(new CountingData(true));
-    CountingData::deleted = 0;
-    root = root->Remove(probe.get(), &out);
-    ASSERT_NE(nullptr, out);
-    EXPECT_EQ(2, out->GetIntValue());
-    EXPECT_EQ(0, CountingData::deleted) << "case handed over";
-    delete out;
-    EXPECT_EQ(1, CountingData::deleted) << "case deleted by the caller";
+    BPlusKey* out = &sentinel;
+    EXPECT_EQ(root->Remove(absent.get(), &out), root);
+    EXPECT_EQ(out, nullptr) << "the taken key is set to NULL";
+    EXPECT_EQ(shape(root), before);
+    EXPECT_EQ(root->Remove(nullptr, &out), root);
     BPlusNode::DeleteTree(root);
 }
 
@@ -163,116 +76,103 @@ TEST(BPlusNodeRemove, NodeThatIsNotValidChangesNothing)
     Key probe(I(1));
     BPlusKey* keys[] = {probe.get()};
     CStringBuffer problems;
-    EXPECT_EQ(&invalid, invalid.Remove(probe.get(), nullptr));
-    EXPECT_EQ(&invalid, invalid.BuildFromSorted(keys, 1));
+    EXPECT_EQ(invalid.Remove(probe.get(), nullptr), &invalid);
+    EXPECT_EQ(invalid.BuildFromSorted(keys, 1), &invalid);
     EXPECT_FALSE(invalid.VerifyTree(problems));
-    EXPECT_STREQ("not a valid node\n", strchr(static_cast<char*>(problems), ':') + 2);
+    EXPECT_STREQ(std::strchr(problems.getBufferPointer(), ':') + 2, "not a valid node\n");
 }
 
-// Emptying a tree leaves a fresh root that Add grows again, for every M.
-TEST(BPlusNodeRemove, EmptiedTreeGrowsAgain)
+TEST(BPlusNodeBulk, WorkedShapes)
 {
-    for (int m = 3; m <= 32; ++m) {
-        TreeDriver driver(m, KeyKind::Integer);
-        for (int k = 0; k < 200; ++k) {
-            driver.add(k * 7 % 200);
-        }
-        for (int k = 0; k < 200; ++k) {
-            driver.remove(k * 13 % 200, false);
-        }
-        EXPECT_EQ("I[]", Shape(driver.root())) << "case M = " << m;
-        EXPECT_EQ("", driver.add(5)) << "case M = " << m;
-        EXPECT_EQ("", driver.check(true)) << "case M = " << m;
-        EXPECT_EQ("", driver.finish()) << "case M = " << m;
-    }
-}
-
-TEST(BPlusNodeBulk, ShapesAndRefusals)
-{
-    struct Case {
-        int count;
-        char const* shape;
-    } const cases[] = {
+    std::pair<int, char const*> const cases[] = {
         {1, "I[](L[1])"},
         {2, "I[](L[1, 2])"},
         {3, "I[2](L[1, 2], L[3])"},
         {5, "I[2, 4](L[1, 2], L[3, 4], L[5])"},
         {7, "I[4](I[2](L[1, 2], L[3, 4]), I[6](L[5, 6], L[7]))"},
     };
-    for (Case const& c : cases) {
+    for (auto const& [count, expected] : cases) {
         std::vector<BPlusKey*> keys;
-        for (int k = 1; k <= c.count; ++k) {
+        for (int k = 1; k <= count; ++k) {
             keys.push_back(I(k));
         }
         BPlusNode* root = new BPlusNode();
-        EXPECT_EQ(root, root->BuildFromSorted(keys.data(), c.count));
-        EXPECT_EQ(c.shape, Shape(root)) << "case " << c.count << " keys";
-        EXPECT_EQ("", Problems(root)) << "case " << c.count << " keys";
+        EXPECT_EQ(root->BuildFromSorted(keys.data(), count), root) << count << " keys";
+        EXPECT_EQ(shape(root), expected) << count << " keys";
+        EXPECT_EQ(Problems(root), "") << count << " keys";
         BPlusNode::DeleteTree(root);
     }
+}
 
+TEST(BPlusNodeBulk, RefusesUnsortedDuplicateNullAndNegativeLoads)
+{
     BPlusNode* root = new BPlusNode();
     Key a(I(1)), b(I(1)), c(I(2));
     BPlusKey* twice[] = {a.get(), b.get()};
     BPlusKey* withNull[] = {a.get(), nullptr};
     BPlusKey* falling[] = {c.get(), a.get()};
-    EXPECT_EQ(root, root->BuildFromSorted(twice, 2));
-    EXPECT_EQ(root, root->BuildFromSorted(withNull, 2));
-    EXPECT_EQ(root, root->BuildFromSorted(falling, 2));
-    EXPECT_EQ(root, root->BuildFromSorted(falling, -1));
-    EXPECT_EQ("I[]", Shape(root)) << "case refused loads took nothing";
+    EXPECT_EQ(root->BuildFromSorted(twice, 2), root) << "duplicate";
+    EXPECT_EQ(root->BuildFromSorted(withNull, 2), root) << "NULL key";
+    EXPECT_EQ(root->BuildFromSorted(falling, 2), root) << "falling";
+    EXPECT_EQ(root->BuildFromSorted(falling, -1), root) << "negative count";
+    EXPECT_EQ(shape(root), "I[]") << "refused loads took nothing";
     BPlusNode::DeleteTree(root);
 }
 
-TEST(BPlusCursor, EmptyTreeAndEnds)
-{
-    BPlusNode* root = new BPlusNode();
-    BPlusCursor empty(root);
-    EXPECT_FALSE(empty.First());
-    EXPECT_FALSE(empty.Last());
-    EXPECT_EQ(nullptr, empty.Key());
-    BPlusNode::DeleteTree(root);
-
-    root = Grow({10, 20, 30});  // bounded-form root: beyond 30 has no leaf
-    BPlusCursor cursor(root);
-    Key above(I(31)), between(I(15));
-    EXPECT_FALSE(cursor.Seek(above.get()));
-    EXPECT_FALSE(cursor.Seek(nullptr));
-    EXPECT_TRUE(cursor.Seek(between.get()));
-    EXPECT_EQ(20, cursor.Key()->GetIntValue());
-    EXPECT_TRUE(cursor.Last());
-    EXPECT_FALSE(cursor.Next());
-    EXPECT_FALSE(cursor.Prev()) << "case stays off the end";
-    BPlusNode::DeleteTree(root);
-}
-
-// Each damage is reported by a line naming it, and undone before the tree is
-// released.
-TEST(BPlusNodeVerify, ReportsDamage)
-{
-    BPlusNode* root = Grow({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11});
-    EXPECT_EQ("", Problems(root)) << "case undamaged";
-    BPlusNode* pair = root->GetFirstLeaf();
-    while (pair->GetKeyCount() < 2) {
-        pair = pair->GetNextLeaf();
+// Each damage must be reported by a line naming it; the test undoes it
+// before the tree is released.
+class VerifyTreeDamage : public testing::Test {
+protected:
+    struct Fields : BPlusNode {
+        static constexpr int BPlusNode::*kKeyCount = &Fields::m_nKeyCount;
+        static constexpr BPlusKey** BPlusNode::*kKeys = &Fields::m_pKeys;
+        static constexpr BPlusNode** BPlusNode::*kPointers = &Fields::m_pPointers;
+        static constexpr BPlusNode* BPlusNode::*kNextLeaf = &Fields::m_pNextLeaf;
+    };
+    void SetUp() override
+    {
+        root = grow({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11});
+        ASSERT_EQ(Problems(root), "") << "undamaged";
+        for (pair = root->GetFirstLeaf(); pair->GetKeyCount() < 2;) {
+            pair = pair->GetNextLeaf();
+        }
     }
+    void TearDown() override
+    {
+        EXPECT_EQ(Problems(root), "") << "repaired";
+        BPlusNode::DeleteTree(root);
+    }
+    BPlusNode* root = nullptr;
+    BPlusNode* pair = nullptr;  // the first leaf of two keys
+};
+
+TEST_F(VerifyTreeDamage, KeysNotAscending)
+{
     BPlusKey** keys = pair->*Fields::kKeys;
-
     std::swap(keys[0], keys[1]);
-    EXPECT_NE(std::string::npos, Problems(root).find("keys not ascending")) << "case swapped";
+    EXPECT_NE(Problems(root).find("keys not ascending"), std::string::npos);
     std::swap(keys[0], keys[1]);
+}
 
+TEST_F(VerifyTreeDamage, LeafLinkCut)
+{
     BPlusNode* next = pair->*Fields::kNextLeaf;
     pair->*Fields::kNextLeaf = nullptr;
-    EXPECT_NE(std::string::npos, Problems(root).find("leaf link")) << "case chain cut";
+    EXPECT_NE(Problems(root).find("leaf link"), std::string::npos);
     pair->*Fields::kNextLeaf = next;
+}
 
+TEST_F(VerifyTreeDamage, KeyCountOutOfRange)
+{
     pair->*Fields::kKeyCount += 1;
-    EXPECT_NE(std::string::npos, Problems(root).find("counts out of range")) << "case count";
+    EXPECT_NE(Problems(root).find("counts out of range"), std::string::npos);
     pair->*Fields::kKeyCount -= 1;
+}
 
-    // A shared separator must be the last key of the leaf it bounds; the
-    // first key in its place breaks the rule DeleteTree relies on.
+// A shared separator must be the last key of the leaf it bounds; the first
+// key in its place breaks the rule DeleteTree relies on.
+TEST_F(VerifyTreeDamage, SeparatorIsNotTheLastKeyOfItsLeaf)
+{
     BPlusKey** slot = nullptr;
     BPlusNode* bounded = nullptr;
     std::function<void(BPlusNode*)> find = [&](BPlusNode* node) {
@@ -286,35 +186,43 @@ TEST(BPlusNodeVerify, ReportsDamage)
         }
     };
     find(root);
-    ASSERT_NE(nullptr, slot);
+    ASSERT_NE(slot, nullptr);
     *slot = bounded->GetKey(0);
-    EXPECT_NE(std::string::npos, Problems(root).find("does not end")) << "case sharing";
+    EXPECT_NE(Problems(root).find("does not end"), std::string::npos);
     *slot = bounded->GetKey(1);
-    EXPECT_EQ("", Problems(root)) << "case repaired";
-    BPlusNode::DeleteTree(root);
 }
 
 // Interleaved Add, Remove, Search, cursor walks and bulk loads against the
 // model, with the whole tree checked after every step, for every capacity.
-TEST(BPlusTreeModel, RandomOperationsForEveryCapacity)
+class BPlusTreeModel : public testing::TestWithParam<std::pair<KeyKind, int>> {};
+
+TEST_P(BPlusTreeModel, RandomOperationsForEveryCapacity)
 {
+    const auto [kind, steps] = GetParam();
     for (int m = 3; m <= 32; ++m) {
-        for (int kind = 0; kind < treemodel::kKeyKinds; ++kind) {
-            std::mt19937 random(static_cast<unsigned>(m * 31 + kind));
-            TreeDriver driver(m, static_cast<KeyKind>(kind));
-            const int steps = kind == 0 ? 400 : 100;
-            std::string problem;
-            for (int i = 0; i < steps && problem.empty(); ++i) {
-                const int value = static_cast<int>(random() % 300) - 150;
-                problem = treemodel::step(driver, random(), value, random());
-                if (problem.empty()) {
-                    problem = driver.check(i % 64 == 0);
-                }
-                EXPECT_EQ("", problem) << "case M = " << m << ", kind " << kind << ", step " << i;
-            }
-            EXPECT_EQ("", driver.finish()) << "case M = " << m << ", kind " << kind;
+        std::mt19937 random(static_cast<unsigned>(m * 31 + static_cast<int>(kind)));
+        TreeDriver driver(m, kind);
+        for (int i = 0; i < steps; ++i) {
+            const int value = static_cast<int>(random() % 300) - 150;
+            std::string problem = treemodel::step(driver, random(), value, random());
+            problem = problem.empty() ? driver.check(i % 64 == 0) : problem;
+            ASSERT_EQ(problem, "") << "M " << m << ", step " << i;
         }
+        ASSERT_EQ(driver.finish(), "") << "M " << m;
     }
 }
+
+std::string KindName(testing::TestParamInfo<std::pair<KeyKind, int>> const& info)
+{
+    return std::vector<std::string>{"Integer", "Number", "Text", "Composite"}.at(
+        static_cast<std::size_t>(info.param.first));
+}
+
+INSTANTIATE_TEST_SUITE_P(KeyKinds, BPlusTreeModel,
+                         testing::Values(std::pair(KeyKind::Integer, 400),
+                                         std::pair(KeyKind::Number, 150),
+                                         std::pair(KeyKind::Text, 150),
+                                         std::pair(KeyKind::Composite, 150)),
+                         KindName);
 
 }  // namespace

@@ -1,22 +1,20 @@
-// TreeModel: drives a B+ tree and a standard ordered map side by side, for
-// the randomized tree test and the tree fuzzer alike.
+// TreeModel: the reference model of the B+ tree, shared by the randomized
+// tree test and the tree fuzzer. A TreeDriver runs a tree and a std::map from
+// int to the key object the tree must hold side by side.
 //
-// The model maps each stored int to the key object the tree must hold for
-// it. Keys of every kind are made from ints by order-preserving encodings,
-// so one model serves integer, number, text and composite trees. Every key
-// the driver makes carries a CountedData, which counts its own releases:
-// the number of live data objects must always equal the number of stored
-// keys, so a key destroyed too early, twice or never shows up at once.
-//
-// Every operation returns "" when the tree agreed with the model, otherwise
-// one line saying what differed.
+// Keys of every kind are made from ints by order-preserving encodings, so
+// one model serves integer, number, text and composite trees. Every stored
+// key carries a CountedData: the number of live data objects must always
+// equal the number of stored keys, so a key destroyed too early, twice or
+// never shows at once. Operations return "" when tree and model agree,
+// otherwise one line saying what differed.
 #ifndef ZARNCRT_TESTS_MODELS_TREEMODEL_H
 #define ZARNCRT_TESTS_MODELS_TREEMODEL_H
 
-#include <algorithm>
 #include <cstdio>
 #include <iterator>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -31,8 +29,7 @@ namespace treemodel {
 enum class KeyKind { Integer, Number, Text, Composite };
 constexpr int kKeyKinds = 4;
 
-// Attached to every key the driver makes; answers Dealloc() with true, so
-// the key that lets go of it deletes it.
+// Answers Dealloc() with true, so the key that lets go of it deletes it.
 struct CountedData : IBPlusData {
     CountedData()
     {
@@ -49,20 +46,40 @@ struct CountedData : IBPlusData {
     static inline long live = 0;
 };
 
-// A new empty root whose nodes have capacity m (3..32): key size 1000,
-// pointer size 8, and the smallest block size that gives m.
-inline BPlusNode* newRoot(int m)
+// The key for value. Text keys are a letter and zero-padded digits, the
+// letter in another case for probes than for stored keys (text order
+// ignores case). Composite keys are <value / 8, "value % 8"> (floored).
+inline BPlusKey* makeKey(KeyKind kind, int value, bool stored)
 {
-    for (int block = m * 1008 - 1010; block < m * 1008 + 10; ++block) {
-        BPlusNode probe(block, 1000, 1.0f);
-        if (probe.GetMaxPointers() == m) {
-            return new BPlusNode(block, 1000, 1.0f);
-        }
+    char text[16];
+    const int low = (value % 8 + 8) % 8;
+    if (kind == KeyKind::Integer) {
+        return BPlusKey::NewIntegerKey(value);
     }
-    return nullptr;
+    if (kind == KeyKind::Number) {
+        return BPlusKey::NewNumberKey(value * 0.25);
+    }
+    if (kind == KeyKind::Text) {
+        std::snprintf(text, sizeof text, "%c%07d", stored ? 'k' : 'K', 5000000 + value);
+        return BPlusKey::NewCharKey(text);
+    }
+    std::snprintf(text, sizeof text, "%d", low);
+    return BPlusCompositeKey::New(BPlusKey::NewIntegerKey((value - low) / 8),
+                                  BPlusKey::NewCharKey(text), nullptr);
 }
 
-inline std::string text(char const* what, long a, long b = 0)
+// A new empty root whose nodes hold m (3..32) pointers: key size 1000,
+// and the smallest block size that gives m.
+inline BPlusNode* newRoot(int m)
+{
+    int block = m * 1008 - 1010;
+    while (BPlusNode(block, 1000, 1.0f).GetMaxPointers() != m) {
+        ++block;
+    }
+    return new BPlusNode(block, 1000, 1.0f);
+}
+
+inline std::string say(char const* what, long a, long b = 0)
 {
     char line[160];
     std::snprintf(line, sizeof line, what, a, b);
@@ -88,93 +105,62 @@ public:
         return model_;
     }
 
-    // A key of the driver's kind for value; with data, a CountedData attached.
-    BPlusKey* makeKey(int value, bool withData) const
-    {
-        BPlusKey* key = nullptr;
-        switch (kind_) {
-            case KeyKind::Integer:
-                key = BPlusKey::NewIntegerKey(value);
-                break;
-            case KeyKind::Number:
-                key = BPlusKey::NewNumberKey(value * 0.25);
-                break;
-            case KeyKind::Text: {
-                char digits[16];  // offset and zero-padded: text order is int order
-                std::snprintf(digits, sizeof digits, "k%07ld", 5000000L + value);
-                key = BPlusKey::NewCharKey(digits);
-                break;
-            }
-            case KeyKind::Composite: {
-                const int high = value >= 0 ? value / 8 : -((-value + 7) / 8);
-                key = BPlusCompositeKey::New(BPlusKey::NewIntegerKey(high),
-                                             BPlusKey::NewIntegerKey(value - high * 8), nullptr);
-                break;
-            }
-        }
-        if (withData) {
-            key->SetData(new CountedData);
-        }
-        return key;
-    }
-
     std::string add(int value)
     {
-        BPlusKey* key = makeKey(value, true);
+        BPlusKey* key = stored(value);
         root_ = root_->Add(key, false);
         if (!model_.emplace(value, key).second) {
             delete key;  // refused as a duplicate: still ours
         }
-        return expectFound(value);
+        return search(value);
     }
 
+    // Removes value's key; takeBack asks for the removed key object.
     std::string remove(int value, bool takeBack)
     {
-        BPlusKey* probe = makeKey(value, false);
         BPlusKey* out = nullptr;
-        root_ = root_->Remove(probe, takeBack ? &out : nullptr);
-        delete probe;
+        root_ = root_->Remove(probe(value).get(), takeBack ? &out : nullptr);
         auto it = model_.find(value);
-        BPlusKey* expected = it == model_.end() ? nullptr : it->second;
+        const bool right = out == (it == model_.end() || !takeBack ? nullptr : it->second);
+        delete out;
         if (it != model_.end()) {
             model_.erase(it);
         }
-        if (takeBack) {
-            delete out;
-            if (out != expected) {
-                return text("remove %ld: handed back the wrong key object", value);
-            }
-        }
-        return expectFound(value);
+        return right ? search(value) : say("remove %ld: handed back the wrong key", value);
     }
 
     std::string search(int value)
     {
-        return expectFound(value);
+        BPlusKey* found = root_->Search(probe(value).get());
+        auto it = model_.find(value);
+        if (found == (it == model_.end() ? nullptr : it->second)) {
+            return "";
+        }
+        return say("search %ld: ", value) + (found ? "wrong or unexpected key" : "missing");
     }
 
-    // Bulk loads count values from first on, step apart; shuffled ones must
-    // be refused, as must any load into a tree that is not empty.
+    // Bulk loads count values from first on, step apart; a shuffled load
+    // and any load into a tree that is not empty must be refused.
     std::string bulk(int first, int count, int step, bool shuffled)
     {
         std::vector<int> values;
+        std::vector<BPlusKey*> keys;
         for (int i = 0; i < count; ++i) {
             values.push_back(first + i * step);
         }
         if (shuffled && count > 1) {
             std::swap(values.front(), values.back());
         }
-        std::vector<BPlusKey*> keys;
         for (int v : values) {
-            keys.push_back(makeKey(v, true));
+            keys.push_back(stored(v));
         }
         const bool accepted = model_.empty() && (!shuffled || count < 2);
         BPlusNode* root = root_->BuildFromSorted(keys.data(), count);
         if (root != root_ && !accepted) {
-            return text("bulk of %ld keys: refused but the root changed", count);
+            return say("bulk of %ld keys: refused but the root changed", count);
         }
         root_ = root;
-        for (size_t i = 0; i < keys.size(); ++i) {
+        for (std::size_t i = 0; i < keys.size(); ++i) {
             if (accepted) {
                 model_.emplace(values[i], keys[i]);
             } else {
@@ -184,88 +170,58 @@ public:
         return "";
     }
 
-    // Positions a cursor (mode 0: Seek(from), 1: First, 2: Last) and walks
-    // steps keys forward or backward, comparing each with the model.
+    // Places a cursor (mode 0: Seek(from), 1: First, 2: Last) and walks
+    // steps keys forward or backward, comparing each key with the model.
     std::string walk(int mode, int from, int steps, bool forward)
     {
         BPlusCursor cursor(root_);
-        auto it = model_.end();
-        bool on = false;
-        if (mode == 0) {
-            BPlusKey* probe = makeKey(from, false);
-            on = cursor.Seek(probe);
-            delete probe;
-            it = model_.lower_bound(from);
-        } else if (mode == 1) {
-            on = cursor.First();
-            it = model_.begin();
-        } else {
-            on = cursor.Last();
-            it = model_.empty() ? model_.end() : std::prev(model_.end());
-        }
+        bool on = mode == 0 ? cursor.Seek(probe(from).get())
+                            : (mode == 1 ? cursor.First() : cursor.Last());
+        auto it = mode == 0 ? model_.lower_bound(from) : model_.begin();
+        it = mode == 2 && !model_.empty() ? std::prev(model_.end()) : it;
         for (int i = 0;; ++i) {
             BPlusKey* expected = it == model_.end() ? nullptr : it->second;
             if (on != (expected != nullptr) || cursor.Key() != expected) {
-                return text("cursor mode %ld: wrong key after %ld moves", mode, i);
+                return say("cursor mode %ld: wrong key after %ld moves", mode, i);
             }
             if (i == steps || expected == nullptr) {
                 return "";
             }
-            if (forward) {
-                ++it;
-                on = cursor.Next();
-            } else {
-                it = it == model_.begin() ? model_.end() : std::prev(it);
-                on = cursor.Prev();
-            }
+            it = forward ? std::next(it) : (it == model_.begin() ? model_.end() : std::prev(it));
+            on = forward ? cursor.Next() : cursor.Prev();
         }
     }
 
-    // The whole tree against the model: invariants, live data, leaf chain
-    // both ways; deep adds every exact search and the printed leaves.
+    // The whole tree: VerifyTree (which also checks the links back), live
+    // data, the leaf chain; deep adds an exact search of every key.
     std::string check(bool deep)
     {
-        scratch_.clear();
-        if (!root_->VerifyTree(scratch_)) {
-            return std::string("VerifyTree: ") + scratch_.getBufferPointer();
+        CStringBuffer problems;
+        if (!root_->VerifyTree(problems)) {
+            return std::string("VerifyTree: ") + problems.getBufferPointer();
         }
         if (CountedData::live != static_cast<long>(model_.size())) {
-            return text("%ld live data objects for %ld stored keys", CountedData::live,
-                        static_cast<long>(model_.size()));
+            return say("%ld live data objects for %ld keys", CountedData::live, model_.size());
         }
-        std::vector<BPlusKey*> expected;
+        std::vector<BPlusKey*> expected, forward;
         for (auto const& entry : model_) {
             expected.push_back(entry.second);
         }
-        std::vector<BPlusKey*> chain;
-        for (BPlusNode* leaf = root_->GetFirstLeaf(); leaf != nullptr; leaf = leaf->GetNextLeaf()) {
+        for (BPlusNode* leaf = root_->GetFirstLeaf(); leaf; leaf = leaf->GetNextLeaf()) {
             for (int i = 0; i < leaf->GetKeyCount(); ++i) {
-                chain.push_back(leaf->GetKey(i));
+                forward.push_back(leaf->GetKey(i));
             }
         }
-        if (chain != expected) {
-            return "leaf chain forward differs from the model";
+        if (forward != expected) {
+            return "leaf chain differs from the model";
         }
-        chain.clear();
-        for (BPlusNode* leaf = root_->GetLastLeaf(); leaf != nullptr; leaf = leaf->GetPrevLeaf()) {
-            for (int i = leaf->GetKeyCount() - 1; i >= 0; --i) {
-                chain.push_back(leaf->GetKey(i));
-            }
-        }
-        std::reverse(chain.begin(), chain.end());
-        if (chain != expected) {
-            return "leaf chain backward differs from the model";
-        }
-        if (!deep) {
-            return "";
-        }
-        for (auto const& entry : model_) {
-            std::string problem = expectFound(entry.first);
+        for (auto it = model_.begin(); deep && it != model_.end(); ++it) {
+            std::string problem = search(it->first);
             if (!problem.empty()) {
                 return problem;
             }
         }
-        return checkPrinted(expected);
+        return "";
     }
 
     // Releases the tree; every stored key's data must go with it.
@@ -274,117 +230,60 @@ public:
         BPlusNode::DeleteTree(root_);
         root_ = nullptr;
         model_.clear();
-        if (CountedData::live != 0) {
-            return text("%ld data objects alive after DeleteTree", CountedData::live);
-        }
-        return "";
+        return CountedData::live == 0 ? ""
+                                      : say("%ld data alive after DeleteTree", CountedData::live);
     }
 
 private:
-    std::string expectFound(int value)
+    BPlusKey* stored(int value) const
     {
-        BPlusKey* probe = makeKey(value, false);
-        BPlusKey* found = root_->Search(probe);
-        delete probe;
-        auto it = model_.find(value);
-        if (found != (it == model_.end() ? nullptr : it->second)) {
-            return text("search %ld: ", value) + (found ? "wrong or unexpected key" : "missing");
-        }
-        return "";
+        BPlusKey* key = makeKey(kind_, value, true);
+        key->SetData(new CountedData);
+        return key;
     }
-
-    // The printed tree: one header per node, one "| ptr=" line per child,
-    // and the "| key=" lines of the leaf blocks are the stored keys in order.
-    std::string checkPrinted(std::vector<BPlusKey*> const& expected)
+    std::unique_ptr<BPlusKey> probe(int value) const
     {
-        CStringBuffer out;
-        root_->PrintNode(out, 0);
-        std::string printed(out.getBufferPointer(), static_cast<size_t>(out.length()));
-        std::string wanted;
-        for (BPlusKey* key : expected) {
-            scratch_.clear();
-            key->PrintKey(scratch_);
-            wanted +=
-                std::string(scratch_.getBufferPointer(), static_cast<size_t>(scratch_.length()));
-            wanted += "\n";
-        }
-        std::string leafKeys;
-        long headers = 0;
-        long pointers = 0;
-        bool inLeaf = false;
-        size_t at = 0;
-        while (at < printed.size()) {
-            size_t end = printed.find('\n', at);
-            end = end == std::string::npos ? printed.size() : end;
-            const std::string line = printed.substr(at, end - at);
-            at = end + 1;
-            const size_t indent = line.find_first_not_of(' ');
-            const std::string body = indent == std::string::npos ? "" : line.substr(indent);
-            if (body.rfind("_DAT_NODE 0x", 0) == 0 || body.rfind("_IDX_NODE 0x", 0) == 0) {
-                ++headers;
-                inLeaf = body[1] == 'D';
-            } else if (body.rfind("| ptr=0x", 0) == 0) {
-                ++pointers;
-            } else if (inLeaf && body.rfind("| key=", 0) == 0) {
-                leafKeys += body.substr(6) + "\n";
-            }
-        }
-        if (headers != pointers + 1) {
-            return text("printed %ld node headers for %ld child pointers", headers, pointers);
-        }
-        if (leafKeys != wanted) {
-            return "printed leaf keys differ from the model";
-        }
-        return "";
+        return std::unique_ptr<BPlusKey>(makeKey(kind_, value, false));
     }
 
     KeyKind kind_;
     BPlusNode* root_;
     std::map<int, BPlusKey*> model_;
-    CStringBuffer scratch_;  // reused: a fresh buffer per check costs a zeroed block
 };
 
 // One randomized operation, chosen by choice, on values around value.
-// extra picks variants (taking the removed key back, cursor direction and
-// length, bulk shape). Existing keys are removed as often as absent ones.
+// extra picks the variant (taking the removed key back, cursor mode,
+// direction and length, bulk shape). Stored keys are removed as often as
+// absent ones.
 inline std::string step(TreeDriver& driver, unsigned choice, int value, unsigned extra)
 {
     auto const& model = driver.model();
-    switch (choice % 12) {
-        case 0:
-        case 1:
-        case 2:
-        case 3:
-            return driver.add(value);
-        case 4:
-        case 5:
-        case 6:
-            if (!model.empty() && (extra & 2) != 0) {
-                auto it = model.begin();
-                std::advance(it, static_cast<long>(extra % model.size()));
-                value = it->first;
-            }
-            return driver.remove(value, (extra & 1) != 0);
-        case 7:
-            return driver.search(value);
-        case 8:
-        case 9:
-            return driver.walk(static_cast<int>(extra % 3), value, static_cast<int>(extra % 101),
-                               (extra & 8) != 0);
-        case 10: {
-            // Empty the tree now and then, so that bulk loads get their turn.
-            while (!model.empty() && (extra & 4) != 0) {
-                std::string problem = driver.remove(model.begin()->first, false);
-                if (!problem.empty()) {
-                    return problem;
-                }
-            }
-            return driver.bulk(value, static_cast<int>(extra % 400),
-                               1 + static_cast<int>(extra % 3), extra % 7 == 0);
-        }
-        default:
-            return driver.remove(value, (extra & 1) != 0);
+    choice %= 12;
+    if (choice < 4) {
+        return driver.add(value);
     }
+    if (choice < 7 && !model.empty() && (extra & 2) != 0) {
+        value = std::next(model.begin(), static_cast<long>(extra % model.size()))->first;
+    }
+    if (choice == 7) {
+        return driver.search(value);
+    }
+    if (choice == 8 || choice == 9) {
+        return driver.walk(static_cast<int>(extra % 3), value, static_cast<int>(extra % 101),
+                           (extra & 8) != 0);
+    }
+    if (choice == 10) {
+        // Empty the tree now and then, so that bulk loads get their turn.
+        while (!model.empty() && (extra & 4) != 0) {
+            std::string problem = driver.remove(model.begin()->first, false);
+            if (!problem.empty()) {
+                return problem;
+            }
+        }
+        return driver.bulk(value, static_cast<int>(extra % 400), 1 + static_cast<int>(extra % 3),
+                           extra % 7 == 0);
+    }
+    return driver.remove(value, (extra & 1) != 0);
 }
 
 }  // namespace treemodel
