@@ -152,6 +152,10 @@ private:
     // Makes text (core memory, length bytes) the key's text in place of the
     // old one, and remakes the normalized copy from it.
     ZARNCRT_HIDDEN void TakeText(char* text, int length);
+    // The number setters: asInteger for an integer key, value for a number
+    // key, value printed with format for a text key.
+    template <typename Number>
+    ZARNCRT_HIDDEN void SetNumber(int asInteger, Number value, char const* format);
 };
 
 #endif
