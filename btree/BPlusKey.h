@@ -15,6 +15,20 @@
 // with new (by the factories and Clone) and destroyed with delete; whoever
 // receives a new key owns it. Attached data is released by the release rule:
 // its Dealloc() is asked, and the object is deleted only when it answers true.
+//
+// Pointers: GetCharValue's text lives until the key's value is set again
+// (any SetKey, CopyTo into the key) or the key is destroyed; GetName's until
+// SetName, CopyTo into the key or destruction. GetData's object follows the
+// release rule.
+//
+// Cost: Compare of two text keys is O(text length) (one memcmp when both are
+// normalized, else a case-insensitive comparison); of composite keys, the
+// parts in turn. Setting a text value copies it and runs the normalizer.
+//
+// Threads: thread-compatible. Separate keys may be used from separate
+// threads at once, calls on one key need the caller's serialisation. The
+// normalizer is process-wide state read by every text key: install it before
+// other threads make or set keys.
 #ifndef ZARNCRT_BTREE_BPLUSKEY_H
 #define ZARNCRT_BTREE_BPLUSKEY_H
 
