@@ -34,11 +34,12 @@
 // deleted; keys held only by index nodes (GetKey on an index node) may be
 // destroyed by any Add or Remove.
 //
-// Cost. Search, Add and Remove descend once, O(log n) comparisons with a
-// binary search in each node. Add then builds a fresh key array for the leaf
-// (and fresh key and pointer arrays for an index node taking a separator): one allocation and an
-// O(M) copy per insertion, plus a new node per split. Remove never allocates. BuildFromSorted,
-// VerifyTree, PrintNode and DeleteTree are O(n).
+// Cost. Search, Add and Remove descend the tree: O(log n) comparisons, with
+// a binary search in each node. Add then builds a fresh key array for the
+// leaf (and fresh key and pointer arrays for an index node taking a
+// separator): an allocation and an O(M) copy per insertion, plus a new node
+// per split. Remove never allocates. BuildFromSorted, VerifyTree, PrintNode
+// and DeleteTree are O(n).
 //
 // Memory. Every valid node allocates M-1 key slots and M pointer slots; the
 // keys are separate objects.

@@ -42,8 +42,9 @@
 // them as invalid after any insert.
 //
 // Cost: get, exists, insert and remove hash the key once (O(key length)) and
-// then compare keys along one slot's list. count() walks every slot (O(size())); allocList,
-// clear, resize, reserve and a growth step are O(size() + items).
+// then compare keys along one slot's list. count() walks every slot
+// (O(size())); allocList, clear, resize, reserve and a growth step are
+// O(size() + items).
 //
 // Memory: every item holds a key buffer with the default growth step, so
 // each item costs at least 4 KB (4092 bytes of key storage for keys of up to
