@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "containers/QorStringMap.h"
+#include "core/Limits.h"
 #include "core/OutOfMemory.h"
 
 namespace {
@@ -83,7 +84,7 @@ QorStringMap::MapItem* QorStringMap::Bucket::get(char const* keyText)
     if (keyText == nullptr) {
         return nullptr;
     }
-    return get(indexOfText(keyText, static_cast<int>(std::strlen(keyText))));
+    return get(indexOfText(keyText, zarn::measuredLength(keyText, "QorStringMap key")));
 }
 
 QorStringMap::MapItem* QorStringMap::Bucket::get(CStringBuffer& source)
@@ -106,7 +107,7 @@ void QorStringMap::Bucket::remove(char const* keyText)
     if (keyText == nullptr) {
         return;
     }
-    remove(indexOfText(keyText, static_cast<int>(std::strlen(keyText))));
+    remove(indexOfText(keyText, zarn::measuredLength(keyText, "QorStringMap key")));
 }
 
 void QorStringMap::Bucket::remove(CStringBuffer& source)
