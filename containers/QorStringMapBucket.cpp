@@ -28,6 +28,18 @@ bool matchesBytes(MapItem* item, char const* bytes, int n)
                                                              static_cast<std::size_t>(n)) == 0);
 }
 
+// Position of the first item of list for which matches is true, or -1.
+template <typename Matches>
+int firstIndex(QorPtrList& list, Matches matches)
+{
+    for (int i = 0; i < list.size(); ++i) {
+        if (matches(static_cast<MapItem*>(list.get(i)))) {
+            return i;
+        }
+    }
+    return -1;
+}
+
 }  // namespace
 
 QorStringMap::Bucket::Bucket(EQorAllocMode mode) : deallocate(mode) {}
@@ -127,20 +139,10 @@ void QorStringMap::Bucket::remove(int i)
 
 int QorStringMap::Bucket::indexOfText(char const* keyText, int n)
 {
-    for (int i = 0; i < items.size(); ++i) {
-        if (matchesText(static_cast<MapItem*>(items.get(i)), keyText, n)) {
-            return i;
-        }
-    }
-    return -1;
+    return firstIndex(items, [&](MapItem* item) { return matchesText(item, keyText, n); });
 }
 
 int QorStringMap::Bucket::indexOfBytes(char const* bytes, int n)
 {
-    for (int i = 0; i < items.size(); ++i) {
-        if (matchesBytes(static_cast<MapItem*>(items.get(i)), bytes, n)) {
-            return i;
-        }
-    }
-    return -1;
+    return firstIndex(items, [&](MapItem* item) { return matchesBytes(item, bytes, n); });
 }

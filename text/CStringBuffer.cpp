@@ -162,11 +162,8 @@ CStringBuffer& CStringBuffer::set(char const* text, int count)
 
 CStringBuffer& CStringBuffer::set(int value)
 {
-    clear();
-    assureBufSize(64);
-    len = std::snprintf(buffer, static_cast<std::size_t>(bufSize), "%d", value);
-    endPtr = buffer + len;
-    return *this;
+    // "%lld" of the widened value is the same text as "%d" of the int.
+    return set(static_cast<long>(value));
 }
 
 CStringBuffer& CStringBuffer::set(long value)
