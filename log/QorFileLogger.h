@@ -28,7 +28,8 @@
 // (not recursive).
 //
 // Cost: a suppressed message costs one comparison; a reported one is
-// formatted, written with one stdio call and flushed, under the mutex.
+// formatted and laid out outside the mutex, then written with one stdio call
+// and flushed under it.
 #ifndef ZARNCRT_LOG_QORFILELOGGER_H
 #define ZARNCRT_LOG_QORFILELOGGER_H
 
