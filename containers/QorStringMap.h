@@ -16,12 +16,12 @@
 // one for every item added to a slot that already holds one, and down by one
 // for every remove whose key hashes to a slot holding more than one item,
 // whether or not the key is found there (removing absent keys can so take it
-// below the number of items sharing slots, even below zero); a growth step
-// or a new table counts afresh. When the count exceeds the larger of
-// size() / 8 and 7 the table is rebuilt with twice the collision count of
-// slots (at least 32; this can be fewer slots than the table had) and every
-// item moves to its new slot, in its old order, its mode reset to the map's
-// allocMode. A growth step never releases a value.
+// below what a fresh count of the same table would give, even below zero); a
+// growth step or a new table counts afresh. When the count exceeds the
+// larger of size() / 8 and 7 the table is rebuilt with twice the collision
+// count of slots (at least 32; this can be fewer slots than the table had)
+// and every item moves to its new slot, in its old order, its mode reset to
+// the map's allocMode. A growth step never releases a value.
 //
 // Avoiding growth steps: the collision count never exceeds the number of
 // items, so a map made with QorStringMap(8 * n, mode), or given reserve(n),
@@ -36,8 +36,8 @@
 // Ownership: the map owns its table, buckets and items, and each item its
 // key copy; values stay the caller's unless the mode hands them to free.
 //
-// Pointers: MapItem and Bucket pointers (from allocList or Bucket::get) and
-// the key text inside an item are valid until that item is removed, the map
+// Pointers: MapItem pointers (from allocList or Bucket::get) and the key
+// text inside an item are valid until that item is removed, the map
 // is cleared, resized or reserved, or an insert runs a growth step; treat
 // them as invalid after any insert.
 //
