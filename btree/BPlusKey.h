@@ -42,6 +42,7 @@ class CStringBuffer;
 // the holder delete the object when it lets go of it, false to keep it alive.
 class ZARNCRT_EXPORT IBPlusData {
 public:
+    // Virtual, so that a holder deleting the object runs the derived destructor.
     virtual ~IBPlusData();
     // Asked whenever a holder lets go of this object: true means "delete me".
     virtual bool Dealloc() = 0;
