@@ -14,6 +14,16 @@
 // Data per part: SetData(int, ...) attaches a BPlusCompositeData holder in the
 // key's single data slot, with one data pointer per part as the key had parts
 // at that moment.
+//
+// Pointers: a part from GetKeyPart lives until its slot is given another
+// part, the key is cleared, copied into (CopyTo) or destroyed.
+//
+// Cost: the slot array has no spare capacity, so every AppendKeyPart (and
+// every SetKeyPart beyond the end) reallocates it, and both check the new
+// part against every slot: O(parts) each. CompositeCompare, Clone and
+// printing visit every part.
+//
+// Threads: thread-compatible, as BPlusKey.
 #ifndef ZARNCRT_BTREE_BPLUSCOMPOSITEKEY_H
 #define ZARNCRT_BTREE_BPLUSCOMPOSITEKEY_H
 

@@ -4,7 +4,13 @@
 // A cursor refers to a tree by its root and to one stored key at a time; it
 // owns nothing. It is invalidated by every Add, Remove or BuildFromSorted on
 // its tree: after any of them, construct a new cursor (nothing detects the
-// misuse). Not thread-safe; a cursor is used with its tree by one thread.
+// misuse). The key it shows belongs to the tree.
+//
+// Cost: First, Last and Seek descend the tree (O(log n)); Next and Prev are
+// O(1), stepping along the leaf chain.
+//
+// Threads: thread-compatible; a cursor is used with its tree by one thread
+// at a time, as the tree itself.
 #ifndef ZARNCRT_BTREE_BPLUSCURSOR_H
 #define ZARNCRT_BTREE_BPLUSCURSOR_H
 

@@ -15,6 +15,20 @@
 // with new (by the factories and Clone) and destroyed with delete; whoever
 // receives a new key owns it. Attached data is released by the release rule:
 // its Dealloc() is asked, and the object is deleted only when it answers true.
+//
+// Pointers: GetCharValue's text lives until the key's value is set again
+// (any SetKey, CopyTo into the key) or the key is destroyed; GetName's until
+// SetName, CopyTo into the key or destruction. GetData's object follows the
+// release rule.
+//
+// Cost: Compare of two text keys is O(text length) (one memcmp when both are
+// normalized, else a case-insensitive comparison); of composite keys, the
+// parts in turn. Setting a text value copies it and runs the normalizer.
+//
+// Threads: thread-compatible. Separate keys may be used from separate
+// threads at once, calls on one key need the caller's serialisation. The
+// normalizer is process-wide state read by every text key: install it before
+// other threads make or set keys.
 #ifndef ZARNCRT_BTREE_BPLUSKEY_H
 #define ZARNCRT_BTREE_BPLUSKEY_H
 
@@ -28,6 +42,7 @@ class CStringBuffer;
 // the holder delete the object when it lets go of it, false to keep it alive.
 class ZARNCRT_EXPORT IBPlusData {
 public:
+    // Virtual, so that a holder deleting the object runs the derived destructor.
     virtual ~IBPlusData();
     // Asked whenever a holder lets go of this object: true means "delete me".
     virtual bool Dealloc() = 0;
@@ -152,6 +167,10 @@ private:
     // Makes text (core memory, length bytes) the key's text in place of the
     // old one, and remakes the normalized copy from it.
     ZARNCRT_HIDDEN void TakeText(char* text, int length);
+    // The number setters: asInteger for an integer key, value for a number
+    // key, value printed with format for a text key.
+    template <typename Number>
+    ZARNCRT_HIDDEN void SetNumber(int asInteger, Number value, char const* format);
 };
 
 #endif

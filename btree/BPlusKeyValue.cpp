@@ -7,7 +7,7 @@
 
 #include "btree/BPlusKey.h"
 #include "btree/KeyMemory.h"
-#include "core/OutOfMemory.h"
+#include "core/Limits.h"
 #include "core/QorCore.h"
 #include "text/CStringBuffer.h"
 
@@ -40,14 +40,6 @@ int truncateToInt(double value)
     return static_cast<int>(value);
 }
 
-int checkedLength(size_t length, char const* where)
-{
-    if (length > static_cast<size_t>(INT_MAX)) {
-        zarn::sizeOverflow(where);
-    }
-    return static_cast<int>(length);
-}
-
 }  // namespace
 
 void BPlusKey::TakeText(char* text, int length)
@@ -66,38 +58,19 @@ void BPlusKey::TakeText(char* text, int length)
     Normalize();
 }
 
-void BPlusKey::SetKey(int value)
+template <typename Number>
+void BPlusKey::SetNumber(int asInteger, Number value, char const* format)
 {
     switch (m_type) {
         case eIntegerKey:
-            m_nValue = value;
+            m_nValue = asInteger;
             break;
         case eNumberKey:
             m_fValue = value;
             break;
         case eCharKey: {
             char* text = static_cast<char*>(QorMemAlloc(kNumberTextBlock));
-            const int written = std::snprintf(text, kNumberTextBlock, "%d", value);
-            TakeText(text, written);
-            break;
-        }
-        default:
-            break;
-    }
-}
-
-void BPlusKey::SetKey(double value)
-{
-    switch (m_type) {
-        case eIntegerKey:
-            m_nValue = truncateToInt(value);
-            break;
-        case eNumberKey:
-            m_fValue = value;
-            break;
-        case eCharKey: {
-            char* text = static_cast<char*>(QorMemAlloc(kNumberTextBlock));
-            const int wanted = std::snprintf(text, kNumberTextBlock, "%0.2lf", value);
+            const int wanted = std::snprintf(text, kNumberTextBlock, format, value);
             // snprintf reports the length it wanted; longer output was cut.
             TakeText(text, wanted < kNumberTextBlock ? wanted : kNumberTextBlock - 1);
             break;
@@ -105,6 +78,16 @@ void BPlusKey::SetKey(double value)
         default:
             break;
     }
+}
+
+void BPlusKey::SetKey(int value)
+{
+    SetNumber(value, value, "%d");
+}
+
+void BPlusKey::SetKey(double value)
+{
+    SetNumber(truncateToInt(value), value, "%0.2lf");
 }
 
 void BPlusKey::SetKey(char const* text)
@@ -122,7 +105,7 @@ void BPlusKey::SetKey(char const* text)
         case eCharKey: {
             // Copied before the old text is freed: text may be the key's own.
             const size_t length = std::strlen(text);
-            const int counted = checkedLength(length, "BPlusKey::SetKey");
+            const int counted = zarn::checkedLength(length, "BPlusKey::SetKey");
             TakeText(zarn::copyText(text, length), counted);
             break;
         }

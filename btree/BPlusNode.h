@@ -26,7 +26,27 @@
 // index node alone would destroy shared separators: release a whole tree
 // with DeleteTree, which destroys every node and every key exactly once.
 //
-// Not thread-safe: a tree is used by one thread at a time.
+// Pointers. Add, Remove and BuildFromSorted invalidate node pointers taken
+// before them (leaves from the leaf chain, nodes pushed by Search, the old
+// root) and every BPlusCursor on the tree: an Add may split nodes and move
+// keys into new ones, a Remove merges and deletes nodes, the root included.
+// A key object held by a leaf stays valid until it is removed or the tree is
+// deleted; keys held only by index nodes (GetKey on an index node) may be
+// destroyed by any Add or Remove.
+//
+// Cost. Search, Add and Remove descend the tree: O(log n) comparisons, with
+// a binary search in each node. Add then builds a fresh key array for the
+// leaf (and fresh key and pointer arrays for an index node taking a
+// separator): an allocation and an O(M) copy per insertion, plus a new node
+// per split. Remove never allocates. BuildFromSorted, VerifyTree, PrintNode
+// and DeleteTree are O(n).
+//
+// Memory. Every valid node allocates M-1 key slots and M pointer slots; the
+// keys are separate objects.
+//
+// Threads. Thread-compatible: separate trees may be used from separate
+// threads at once; every call on one tree, searches and cursor moves
+// included, needs the caller's serialisation.
 #ifndef ZARNCRT_BTREE_BPLUSNODE_H
 #define ZARNCRT_BTREE_BPLUSNODE_H
 

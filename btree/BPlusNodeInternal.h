@@ -59,13 +59,10 @@ inline void prefetchChildren(BPlusNode** pointers, int count)
 #endif
 }
 
-// The same slot as firstNotBelowLinear, found by binary search. The answers
-// agree because the keys of every node ascend strictly under a consistent
-// order, so "Compare(key, keys[i]) <= 0" is false on a prefix of the slots
-// and true on the rest; docs/btree.md ("Insertion keeps the invariants",
-// Order) shows why that holds and why the first equal key, if any, is the
-// one found. A probe that meets a NULL slot (hand-made nodes only) hands
-// the work to the linear scan, so the slot returned is never a NULL slot.
+// The same slot as firstNotBelowLinear, found by binary search; why the two
+// agree, equal keys included: docs/btree.md, "Insertion keeps the
+// invariants", Order. A probe that meets a NULL slot (hand-made nodes only)
+// hands the work to the linear scan, so the slot returned is never NULL.
 inline int firstNotBelow(BPlusKey* key, BPlusKey** keys, int count)
 {
     int first = 0;

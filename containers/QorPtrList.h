@@ -1,7 +1,17 @@
 // QorPtrList: an indexed, growable list of untyped pointers.
 //
 // The list owns its slot array (malloc/realloc/free), never what the
-// pointers refer to. Reads out of range give NULL.
+// pointers refer to. Reads out of range give NULL. Nothing hands out
+// pointers into the slot array.
+//
+// Cost: size and get are O(1). The array grows arithmetically: append adds 11
+// slots when it is full (one reallocation every 11 appends), and insert keeps
+// 10 slots spare, so once its spare slots are used it reallocates, one slot
+// larger, on every insert. insert and remove move every element after the
+// index (O(size - index)).
+//
+// Threads: thread-compatible. Separate lists may be used from separate
+// threads at once; calls on one list need the caller's serialisation.
 #ifndef ZARNCRT_CONTAINERS_QORPTRLIST_H
 #define ZARNCRT_CONTAINERS_QORPTRLIST_H
 

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <typeinfo>
 
+#include "core/Limits.h"
 #include "core/OutOfMemory.h"
 #include "core/QorCore.h"
 
@@ -18,19 +19,15 @@ constexpr int kMinimumSlots = 32;
 
 int measuredLength(char const* key)
 {
-    std::size_t n = std::strlen(key);
-    if (n > static_cast<std::size_t>(INT_MAX)) {
-        zarn::sizeOverflow("QorStringMap key");
-    }
-    return static_cast<int>(n);
+    return zarn::measuredLength(key, "QorStringMap key");
 }
 
 // bufLength of the key buffer of an item freshly made for an n-byte key: a
-// default buffer (growth step 4092) assigned n bytes holds the smallest
-// multiple of 4092 above n.
+// default buffer assigned n bytes holds the smallest multiple of its growth
+// step above n.
 std::int64_t freshKeyBufLength(int n)
 {
-    constexpr std::int64_t step = 4092;
+    constexpr std::int64_t step = zarn::kDefaultTextBlock;
     return (n / step + 1) * step;
 }
 

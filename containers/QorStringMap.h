@@ -12,26 +12,47 @@
 // EQorAllocMode decides whether an item passes its value to the libc free
 // when the item is destroyed (removed, cleared, or destroyed with the map).
 //
-// Growth: an insert first checks the collision count (items that landed in
-// an already occupied slot, less those removed from shared slots); when it
-// exceeds the larger of size() / 8 and 7 the table is rebuilt with twice
-// that many slots, twice the collision count (at least 32; this can be fewer
-// slots than the table had) and every item moves to its new slot, in
-// its old order, its mode reset to the map's allocMode. A growth step never
-// releases a value. MapItem pointers taken before an insert (from allocList
-// or Bucket::get) must be treated as invalid after it, since that insert may
-// have run a growth step.
+// Growth: an insert first checks the collision count. The count goes up by
+// one for every item added to a slot that already holds one, and down by one
+// for every remove whose key hashes to a slot holding more than one item,
+// whether or not the key is found there (removing absent keys can so take it
+// below what a fresh count of the same table would give, even below zero); a
+// growth step or a new table counts afresh. When the count exceeds the
+// larger of size() / 8 and 7 the table is rebuilt with twice the collision
+// count of slots (at least 32; this can be fewer slots than the table had)
+// and every item moves to its new slot, in its old order, its mode reset to
+// the map's allocMode. A growth step never releases a value.
 //
 // Avoiding growth steps: the collision count never exceeds the number of
-// items, so a map made with QorStringMap(8 * n, mode) never grows while it
-// holds at most n items, whatever the keys. With well-spread keys about
-// 4 * n slots are already enough in practice. clear(true) keeps the slot
-// count; after clear(false) the next insert starts again from 32 slots, so
-// call resize(8 * n) instead of relying on it. A map that fills up without
-// such a size runs a growth step on nearly every insert once it holds a few
-// hundred items.
+// items, so a map made with QorStringMap(8 * n, mode), or given reserve(n),
+// never grows while it holds at most n items, whatever the keys. With
+// well-spread keys about 4 * n slots are already enough in practice.
+// clear(true) keeps the slot count; after clear(false) the next insert starts
+// again from 32 slots, so call reserve(n) instead of relying on it. A map that
+// fills up without such a size runs a growth step, which moves every item, on
+// nearly every insert once it holds a few hundred items (the table then stays
+// below one slot per item): filling it costs time quadratic in the items.
 //
-// Not thread-safe: the caller serialises all use of a map and its items.
+// Ownership: the map owns its table, buckets and items, and each item its
+// key copy; values stay the caller's unless the mode hands them to free.
+//
+// Pointers: MapItem pointers (from allocList or Bucket::get) and the key
+// text inside an item are valid until that item is removed, the map
+// is cleared, resized or reserved, or an insert runs a growth step; treat
+// them as invalid after any insert.
+//
+// Cost: get, exists, insert and remove hash the key once (O(key length)) and
+// then compare keys along one slot's list. count() walks every slot
+// (O(size())); allocList, clear, resize, reserve and a growth step are
+// O(size() + items).
+//
+// Memory: every item holds a key buffer with the default growth step, so
+// each item costs at least 4 KB (4092 bytes of key storage for keys of up to
+// 4091 bytes) besides the item, its bucket and its slot.
+//
+// Threads: thread-compatible. Separate maps may be used from separate
+// threads at once; the caller serialises all use of one map and its items,
+// lookups included.
 #ifndef ZARNCRT_CONTAINERS_QORSTRINGMAP_H
 #define ZARNCRT_CONTAINERS_QORSTRINGMAP_H
 
@@ -76,6 +97,7 @@ public:
     };
 
     // The items of one slot, in the order they were added. Owns its items.
+    // Looking a key up walks the list: O(items in the slot).
     class ZARNCRT_EXPORT Bucket {
     public:
         // An empty bucket whose items get the given mode.
@@ -115,13 +137,16 @@ public:
         // Destroys the item at position i; out of range does nothing.
         void remove(int i);
 
-        // Internal: position of the first item matching n bytes of key, as
-        // text (strcmp rule) or as counted bytes; -1 when none matches.
-        ZARNCRT_HIDDEN int indexOfText(char const* keyText, int n);
-        ZARNCRT_HIDDEN int indexOfBytes(char const* bytes, int n);
-
         QorPtrList items;          // the MapItem* of this slot, owned
         EQorAllocMode deallocate;  // mode given to every item added
+
+    private:
+        friend class QorStringMap;
+
+        // Position of the first item matching n bytes of key, as text
+        // (strcmp rule) or as counted bytes; -1 when none matches.
+        ZARNCRT_HIDDEN int indexOfText(char const* keyText, int n);
+        ZARNCRT_HIDDEN int indexOfBytes(char const* bytes, int n);
     };
 
     // A map with 32 slots whose items release values by mode.
@@ -140,7 +165,7 @@ public:
     void init(int n);
     // Number of slots (not items); 0 for a map without a table.
     int size();
-    // Number of items.
+    // Number of items, counted by walking every slot: O(size()).
     int count();
     // The 24-bit hash of length bytes of key (length < 0: up to its NUL;
     // NULL: the empty key). Depends only on its arguments.

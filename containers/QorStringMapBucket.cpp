@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "containers/QorStringMap.h"
+#include "core/Limits.h"
 #include "core/OutOfMemory.h"
 
 namespace {
@@ -25,6 +26,18 @@ bool matchesBytes(MapItem* item, char const* bytes, int n)
 {
     return item->key.length() == n && (n == 0 || std::memcmp(item->key.getBufferPointer(), bytes,
                                                              static_cast<std::size_t>(n)) == 0);
+}
+
+// Position of the first item of list for which matches is true, or -1.
+template <typename Matches>
+int firstIndex(QorPtrList& list, Matches matches)
+{
+    for (int i = 0; i < list.size(); ++i) {
+        if (matches(static_cast<MapItem*>(list.get(i)))) {
+            return i;
+        }
+    }
+    return -1;
 }
 
 }  // namespace
@@ -83,7 +96,7 @@ QorStringMap::MapItem* QorStringMap::Bucket::get(char const* keyText)
     if (keyText == nullptr) {
         return nullptr;
     }
-    return get(indexOfText(keyText, static_cast<int>(std::strlen(keyText))));
+    return get(indexOfText(keyText, zarn::measuredLength(keyText, "QorStringMap key")));
 }
 
 QorStringMap::MapItem* QorStringMap::Bucket::get(CStringBuffer& source)
@@ -106,7 +119,7 @@ void QorStringMap::Bucket::remove(char const* keyText)
     if (keyText == nullptr) {
         return;
     }
-    remove(indexOfText(keyText, static_cast<int>(std::strlen(keyText))));
+    remove(indexOfText(keyText, zarn::measuredLength(keyText, "QorStringMap key")));
 }
 
 void QorStringMap::Bucket::remove(CStringBuffer& source)
@@ -126,20 +139,10 @@ void QorStringMap::Bucket::remove(int i)
 
 int QorStringMap::Bucket::indexOfText(char const* keyText, int n)
 {
-    for (int i = 0; i < items.size(); ++i) {
-        if (matchesText(static_cast<MapItem*>(items.get(i)), keyText, n)) {
-            return i;
-        }
-    }
-    return -1;
+    return firstIndex(items, [&](MapItem* item) { return matchesText(item, keyText, n); });
 }
 
 int QorStringMap::Bucket::indexOfBytes(char const* bytes, int n)
 {
-    for (int i = 0; i < items.size(); ++i) {
-        if (matchesBytes(static_cast<MapItem*>(items.get(i)), bytes, n)) {
-            return i;
-        }
-    }
-    return -1;
+    return firstIndex(items, [&](MapItem* item) { return matchesBytes(item, bytes, n); });
 }

@@ -13,7 +13,7 @@
 #include <cstring>
 
 #include "containers/QorStringMap.h"
-#include "core/OutOfMemory.h"
+#include "core/Limits.h"
 
 namespace {
 
@@ -73,11 +73,7 @@ int QorStringMap::hashBytes(char const* key, int length)
 {
     int n = length;
     if (n < 0 || key == nullptr) {
-        std::size_t measured = key == nullptr ? 0 : std::strlen(key);
-        if (measured > static_cast<std::size_t>(INT_MAX)) {
-            zarn::sizeOverflow("QorStringMap::hash");
-        }
-        n = static_cast<int>(measured);
+        n = zarn::measuredLength(key, "QorStringMap::hash");
     }
     auto const* bytes = reinterpret_cast<unsigned char const*>(key);
     if (n < 4) {

@@ -1,8 +1,8 @@
 // QorStringMap::MapItem: one key copy, one value, one release mode.
 #include <cstdlib>
-#include <cstring>
 
 #include "containers/QorStringMap.h"
+#include "core/Limits.h"
 
 // Items start in mode eQorAllocNone so that an item destroyed before any
 // bucket takes it never frees its value.
@@ -12,7 +12,7 @@ QorStringMap::MapItem::MapItem(char const* keyText, void* value)
     : value(value), deallocate(eQorAllocNone)
 {
     if (keyText != nullptr) {
-        key.append(keyText, static_cast<int>(std::strlen(keyText)));
+        key.append(keyText, zarn::measuredLength(keyText, "QorStringMap key"));
     }
 }
 

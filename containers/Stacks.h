@@ -2,7 +2,15 @@
 //
 // Each stack owns its slot array (malloc/realloc/free), grows it one slot per
 // push and frees it when popped empty. Reads of an empty stack or out of
-// range give the empty value (0 or NULL).
+// range give the empty value (0 or NULL). A CPtrStack never owns what its
+// pointers refer to.
+//
+// Cost: top, pop, peek and size are O(1). A push that takes the stack deeper
+// than it has been since it was last empty reallocates the array one slot
+// larger: n pushes onto an empty stack reallocate n times.
+//
+// Threads: thread-compatible. Separate stacks may be used from separate
+// threads at once; calls on one stack need the caller's serialisation.
 #ifndef ZARNCRT_CONTAINERS_STACKS_H
 #define ZARNCRT_CONTAINERS_STACKS_H
 

@@ -1,6 +1,19 @@
 // The runtime core library: memory, text helpers, mutexes, log-file naming
 // and the text form of doubles. Plain C interface, shipped as
 // libzarncrt_core.so.2 and used by every class of libzarncrt_core++.
+//
+// Ownership: blocks from QorMemAlloc, QorMemRealloc and QorStrDup belong to
+// the caller, who releases them with QorMemFree (QorMemRealloc may move the
+// block: the old pointer is then invalid); a mutex from QorCreateMutex is
+// released with QorDestroyMutex. Everything else writes into the caller's
+// memory and keeps nothing.
+//
+// Threads: every function is thread-safe (no shared state; the date of
+// getLogFileName comes from localtime_r). A mutex may not be destroyed while
+// a thread holds or waits for it.
+//
+// Cost: QorMemAlloc zero-fills the block (O(size)); QorStrDup and
+// QorCompareNoCase are O(text length).
 #ifndef ZARNCRT_CORE_QORCORE_H
 #define ZARNCRT_CORE_QORCORE_H
 

@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <ctime>
 
-namespace {
+#include "core/Limits.h"
 
-constexpr int kPathSize = 1024;
+namespace {
 
 inline const char* orDefault(const char* text, const char* fallback)
 {
@@ -37,13 +37,13 @@ int getLogFileName(char* path, char* first, const char* second, char* extension,
         std::snprintf(pid, sizeof pid, "-%ld", static_cast<long>(getpid()));
     }
     const int written =
-        std::snprintf(path, kPathSize, "%s/%s%s%s.%s", orDefault(first, "."),
+        std::snprintf(path, zarn::kLogPathSize, "%s/%s%s%s.%s", orDefault(first, "."),
                       orDefault(second, "zarncrt"), date, pid, orDefault(extension, "log"));
     if (written < 0) {
         path[0] = '\0';
         return 0;
     }
-    return written < kPathSize ? written : kPathSize - 1;
+    return written < zarn::kLogPathSize ? written : zarn::kLogPathSize - 1;
 }
 
 }  // extern "C"

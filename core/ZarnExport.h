@@ -2,6 +2,7 @@
 //
 // Both libraries are compiled with hidden visibility by default; only what is
 // marked with ZARNCRT_EXPORT becomes part of the shared object's interface.
+// Macros only: nothing is allocated, owned or shared.
 #ifndef ZARNCRT_CORE_ZARNEXPORT_H
 #define ZARNCRT_CORE_ZARNEXPORT_H
 

@@ -4,6 +4,7 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "core/Limits.h"
 #include "log/RelaxedAccess.h"
 
 char const* const IQorLogger::szLevels[6] = {"       ", "  FATAL", "  ERROR",
@@ -11,15 +12,12 @@ char const* const IQorLogger::szLevels[6] = {"       ", "  FATAL", "  ERROR",
 
 namespace {
 
-// Room for a formatted message; a longer one is cut to 8191 bytes and a NUL.
-constexpr int kMessageSize = 8192;
-
 // Formats the message in this frame (no heap) and hands it to the logger's
 // output. The caller has already tested the threshold.
 void formatAndPrint(IQorLogger& logger, IQorLogger::tagELogLevel level, char const* source,
                     int line, char const* format, va_list args)
 {
-    char text[kMessageSize];
+    char text[zarn::kLogMessageSize];  // a longer message is cut to fit
     text[0] = '\0';
     // A NULL format reports an empty message rather than crashing in libc;
     // after an encoding error the buffer's contents are not defined.

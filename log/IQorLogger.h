@@ -10,8 +10,13 @@
 // comparison and its arguments are never formatted. A new logger has the
 // threshold eLogNone and so reports nothing.
 //
-// The threshold is read and written without a lock but never torn: one
-// thread may change it while others report.
+// Threads: the reporting operations are thread-safe as far as this class
+// goes. The threshold is read and written without a lock but never torn: one
+// thread may change it while others report. Each report formats in its own
+// stack frame, so reports may run in several threads at once; whether their
+// output is serialised is up to PrintLog (QorFileLogger serialises it).
+//
+// Ownership: the base class owns nothing; the level labels are static.
 #ifndef ZARNCRT_LOG_IQORLOGGER_H
 #define ZARNCRT_LOG_IQORLOGGER_H
 

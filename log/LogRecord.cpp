@@ -88,7 +88,7 @@ LogRecord::LogRecord(char const* label, char const* source, int line, int level,
         append(": ", std::min<std::size_t>(2, kSourceLimit - sourceLength));
     }
     // Information and debug records never carry a line.
-    if (line != 0 && level <= 3) {
+    if (line != 0 && level <= kLastLevelWithLine) {
         char digits[16];
         append("#", 1);
         append(digits, formatDecimal(digits, line));

@@ -18,6 +18,9 @@
 #include <cstddef>
 #include <cstdio>
 
+#include "core/Limits.h"
+#include "log/IQorLogger.h"
+
 namespace zarn {
 
 class LogRecord {
@@ -38,9 +41,12 @@ private:
     static constexpr std::size_t kLineLimit = 31;
     // Room in front of the label for "[" and the date.
     static constexpr std::size_t kFront = 1 + kDateLength;
-    // Room for label, "] ", source and line fields, and a message cut to
-    // 8191 bytes by the reporting operations, with its terminator.
-    static constexpr std::size_t kAreaSize = kFront + 7 + 2 + kSourceLimit + kLineLimit + 8192;
+    // Records of this level and the more severe ones carry the line.
+    static constexpr int kLastLevelWithLine = IQorLogger::eLogWarning;
+    // Room for label, "] ", source and line fields, and a message cut to fit
+    // the reporting operations' area, with its terminator.
+    static constexpr std::size_t kAreaSize =
+        kFront + 7 + 2 + kSourceLimit + kLineLimit + kLogMessageSize;
 
     void append(char const* bytes, std::size_t count);
 

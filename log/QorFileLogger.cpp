@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "core/Limits.h"
 #include "core/QorCore.h"
 #include "log/LogRecord.h"
 #include "log/RelaxedAccess.h"
@@ -11,7 +12,6 @@
 namespace {
 
 constexpr int kExtensionSize = 16;
-constexpr int kPathSize = 1024;
 
 // The closing rule shared by both SetFile forms and the destructor: only an
 // owned stream is closed, and never the process's standard streams.
@@ -80,11 +80,11 @@ bool QorFileLogger::CompleteFile(char* directory, char const* baseName, char* ex
         std::memcpy(extensionUsed, extension, length);
         extensionUsed[length] = '\0';
     }
-    char path[kPathSize];
+    char path[zarn::kLogPathSize];
     path[0] = '\0';
     getLogFileName(path, directory, baseName, extensionUsed, withDate, withPid);
     // Both areas are NUL-terminated whatever the naming function left in them.
-    path[kPathSize - 1] = '\0';
+    path[zarn::kLogPathSize - 1] = '\0';
     extensionUsed[kExtensionSize - 1] = '\0';
     if (extension != nullptr) {
         std::strcpy(extension, extensionUsed);

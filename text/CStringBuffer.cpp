@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "core/Limits.h"
 #include "core/OutOfMemory.h"
 #include "core/QorCore.h"
 #include "text/StringStorage.h"
@@ -18,7 +19,7 @@ namespace {
 // it, so it is never handed to freeString.
 const char kEmptyText[] = "";
 
-constexpr int kDefaultBlockSize = 4092;
+constexpr int kDefaultBlockSize = zarn::kDefaultTextBlock;
 
 }  // namespace
 
@@ -73,14 +74,9 @@ char* extendBlock(char* old, int textBytes, int size, const char* where)
 
 int measure(const char* text, const char* where)
 {
-    if (text == nullptr) {
-        return 0;
-    }
-    const std::size_t length = std::strlen(text);
-    if (length >= static_cast<std::size_t>(INT_MAX)) {
-        sizeOverflow(where);
-    }
-    return static_cast<int>(length);
+    // One byte more must fit as well: the terminator follows the text.
+    const std::size_t length = text == nullptr ? 0 : std::strlen(text);
+    return checkedLength(length + 1, where) - 1;
 }
 
 }  // namespace zarn::text
@@ -166,11 +162,8 @@ CStringBuffer& CStringBuffer::set(char const* text, int count)
 
 CStringBuffer& CStringBuffer::set(int value)
 {
-    clear();
-    assureBufSize(64);
-    len = std::snprintf(buffer, static_cast<std::size_t>(bufSize), "%d", value);
-    endPtr = buffer + len;
-    return *this;
+    // "%lld" of the widened value is the same text as "%d" of the int.
+    return set(static_cast<long>(value));
 }
 
 CStringBuffer& CStringBuffer::set(long value)

@@ -11,6 +11,36 @@
 // Lengths, sizes and positions are 32-bit signed; size arithmetic that would
 // leave that range ends the process with a message instead of wrapping.
 // Nothing throws; an exhausted allocator ends the process with a message.
+//
+// Ownership: the buffer owns its storage block and the write buffer of
+// getBufferSetLength. detach hands the block (and any write buffer still out)
+// to the caller, who releases it with freeString; attach takes a block over.
+//
+// Pointers: getBufferPointer and both conversion operators point into the
+// storage block. Every operation that may need more storage (set, append,
+// insert, replace, format, getSubStr, assureBufSize, releaseBuffer with keep)
+// may move the block, and attach, detach and the destructor replace or
+// release it: take the pointer again after any of them. In-place edits
+// (clear, trim, the case conversions, convertLinebreaks) keep it. The write
+// buffer lives until releaseBuffer, the next getBufferSetLength or the
+// destructor; after detach it is the caller's.
+//
+// Threads: thread-compatible. Separate buffers may be used from separate
+// threads at once; calls on one buffer, reads included, need the caller's
+// serialisation.
+//
+// Cost: storage grows to the smallest multiple of the growth step above the
+// need, so growth is arithmetic, not geometric: a text of n bytes built from
+// small appends reallocates about n / blockSize times (reserve with
+// assureBufSize or a large step). append grows the block with realloc; set,
+// insert and replace copy the text into a fresh block. insert moves the text
+// behind the position; replace scans the whole text once (twice for a longer
+// replacement); the text searches take up to length times needle length;
+// format first formats into a 16 KB area on the stack.
+//
+// Memory: a buffer made by the default, text or copy constructor holds at
+// least 4092 bytes of storage, even when empty. CStringBuffer(int) with a
+// small step is the way to small buffers.
 #ifndef ZARNCRT_TEXT_CSTRINGBUFFER_H
 #define ZARNCRT_TEXT_CSTRINGBUFFER_H
 

@@ -49,9 +49,8 @@ CStringBuffer& CStringBuffer::append(char const* text, int count)
 
 CStringBuffer& CStringBuffer::append(int value)
 {
-    char digits[kNumberScratch];
-    const int count = std::snprintf(digits, sizeof digits, "%d", value);
-    return append(digits, count);
+    // "%lld" of the widened value is the same text as "%d" of the int.
+    return append(static_cast<long>(value));
 }
 
 CStringBuffer& CStringBuffer::append(long value)

@@ -16,6 +16,18 @@ bool isSpace(char c)
     return std::isspace(static_cast<unsigned char>(c)) != 0;
 }
 
+// Replaces every letter of the length bytes of text by convert's result.
+template <typename Convert>
+void convertLetters(char* text, int length, Convert convert)
+{
+    for (int i = 0; i < length; ++i) {
+        const auto c = static_cast<unsigned char>(text[i]);
+        if (std::isalpha(c)) {
+            text[i] = static_cast<char>(convert(c));
+        }
+    }
+}
+
 // The largest position i <= from where the needleLength bytes at i equal
 // needle, or -1. Reads only text[0 .. from + needleLength), which lets the
 // replacement below rewrite everything from the last match onwards.
@@ -133,23 +145,13 @@ void CStringBuffer::trim()
 
 CStringBuffer& CStringBuffer::toUpperCase()
 {
-    for (int i = 0; i < len; ++i) {
-        const auto c = static_cast<unsigned char>(buffer[i]);
-        if (std::isalpha(c)) {
-            buffer[i] = static_cast<char>(std::toupper(c));
-        }
-    }
+    convertLetters(buffer, len, [](int c) { return std::toupper(c); });
     return *this;
 }
 
 CStringBuffer& CStringBuffer::toLowerCase()
 {
-    for (int i = 0; i < len; ++i) {
-        const auto c = static_cast<unsigned char>(buffer[i]);
-        if (std::isalpha(c)) {
-            buffer[i] = static_cast<char>(std::tolower(c));
-        }
-    }
+    convertLetters(buffer, len, [](int c) { return std::tolower(c); });
     return *this;
 }
 
