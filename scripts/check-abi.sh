@@ -5,16 +5,18 @@
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${1:?usage: check-abi.sh <debug-build-dir> [--update]}
+report=$(mktemp)
+trap 'rm -f "$report"' EXIT
 status=0
 for lib in core/libzarncrt_core.so.2 libzarncrt_core++.so.2; do
     baseline="$root/abi/$(basename "$lib").abi"
     if [ "${2:-}" = "--update" ]; then
         abidw --no-corpus-path --no-comp-dir-path --out-file "$baseline" "$build/$lib"
         echo "check-abi: wrote $baseline"
-    elif abidiff --no-added-syms "$baseline" "$build/$lib" > /tmp/abidiff.txt 2>&1; then
+    elif abidiff --no-added-syms "$baseline" "$build/$lib" > "$report" 2>&1; then
         echo "check-abi: $(basename "$lib") matches its baseline"
     else
-        echo "check-abi: $(basename "$lib") differs from its baseline:"; cat /tmp/abidiff.txt
+        echo "check-abi: $(basename "$lib") differs from its baseline:"; cat "$report"
         status=1
     fi
 done

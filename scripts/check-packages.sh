@@ -40,7 +40,7 @@ build=${1:-$work/build}
 mkdir -p "$build"
 build=$(cd "$build" && pwd)
 cmake -S "$root" -B "$build" -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_BUILD_TYPE=Release \
-      -DZARNCRT_BUILD_TESTS=OFF -DZARNCRT_BUILD_BENCH=OFF > "$work/configure.log" ||
+      -DBUILD_TESTING=OFF -DZARNCRT_BUILD_BENCH=OFF > "$work/configure.log" ||
     { cat "$work/configure.log"; fail "configure failed"; }
 rm -f "$build"/*.deb
 cmake --build "$build" -j2 --target package > "$work/build.log" ||
