@@ -200,14 +200,14 @@ int main(int argc, char** argv)
         }
         if (options.stats) {
             const double end = nowSeconds();
+            const int threads = options.threads > 0 ? options.threads : defaultThreads();
             std::fprintf(stderr,
                          "wordindex: stats: reading %.3f s, tokenizing %.3f s (summed over %d "
-                         "threads), indexing %.3f s, total %.3f s\n"
+                         "thread%s), indexing %.3f s, total %.3f s\n"
                          "wordindex: stats: %ld words, %.0f words/s, peak memory (RSS) %.1f MB\n",
-                         reader.readingSeconds(), pool.countingSeconds(),
-                         options.threads > 0 ? options.threads : defaultThreads(), end - countedAt,
-                         end - start, words, end > start ? words / (end - start) : 0.0,
-                         peakKilobytes() / 1024.0);
+                         reader.readingSeconds(), pool.countingSeconds(), threads,
+                         threads == 1 ? "" : "s", end - countedAt, end - start, words,
+                         end > start ? words / (end - start) : 0.0, peakKilobytes() / 1024.0);
         }
 
         std::printf("Indexed %zu input%s: %ld lines, %ld words, %ld distinct words.\n", indexed,
