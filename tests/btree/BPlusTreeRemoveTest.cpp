@@ -13,6 +13,7 @@
 #include "btree/BPlusCursor.h"
 #include "btree/BPlusNode.h"
 #include "btree/KeyTestSupport.h"
+#include "containers/Stacks.h"
 #include "models/TreeModel.h"
 
 namespace {
@@ -119,77 +120,46 @@ TEST(BPlusNodeBulk, RefusesUnsortedDuplicateNullAndNegativeLoads)
     BPlusNode::DeleteTree(root);
 }
 
-// Each damage must be reported by a line naming it; the test undoes it
-// before the tree is released.
-class VerifyTreeDamage : public testing::Test {
-protected:
-    struct Fields : BPlusNode {
-        static constexpr int BPlusNode::*kKeyCount = &Fields::m_nKeyCount;
-        static constexpr BPlusKey** BPlusNode::*kKeys = &Fields::m_pKeys;
-        static constexpr BPlusNode** BPlusNode::*kPointers = &Fields::m_pPointers;
-        static constexpr BPlusNode* BPlusNode::*kNextLeaf = &Fields::m_pNextLeaf;
-    };
-    void SetUp() override
-    {
-        root = grow({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11});
-        ASSERT_EQ(Problems(root), "") << "undamaged";
-        for (pair = root->GetFirstLeaf(); pair->GetKeyCount() < 2;) {
-            pair = pair->GetNextLeaf();
-        }
-    }
-    void TearDown() override
-    {
-        EXPECT_EQ(Problems(root), "") << "repaired";
-        BPlusNode::DeleteTree(root);
-    }
-    BPlusNode* root = nullptr;
-    BPlusNode* pair = nullptr;  // the first leaf of two keys
+struct Fields : BPlusNode {
+    static constexpr int BPlusNode::*kKeyCount = &Fields::m_nKeyCount;
+    static constexpr BPlusKey** BPlusNode::*kKeys = &Fields::m_pKeys;
+    static constexpr BPlusNode* BPlusNode::*kNextLeaf = &Fields::m_pNextLeaf;
 };
 
-TEST_F(VerifyTreeDamage, KeysNotAscending)
+// Each damage must be reported by a line naming it. Applying a damage twice
+// undoes it, so the tree is sound again before it is released. A shared
+// separator must be the last key of the leaf it bounds (DeleteTree relies on
+// it): putting the leaf's first key in its place breaks the rule.
+TEST(VerifyTreeDamage, EachDamageIsReported)
 {
+    BPlusNode* root = grow({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11});
+    BPlusNode* pair = root->GetFirstLeaf();  // the first leaf of two keys
+    while (pair->GetKeyCount() < 2) {
+        pair = pair->GetNextLeaf();
+    }
+    BPlusNode* const next = pair->GetNextLeaf();
+    CPtrStack path;
+    root->Search(pair->GetKey(1), &path);
+    BPlusKey** separator = static_cast<BPlusNode*>(path.top())->*Fields::kKeys;
+    ASSERT_EQ(*separator, pair->GetKey(1)) << "the leaf's separator";
     BPlusKey** keys = pair->*Fields::kKeys;
-    std::swap(keys[0], keys[1]);
-    EXPECT_NE(Problems(root).find("keys not ascending"), std::string::npos);
-    std::swap(keys[0], keys[1]);
-}
-
-TEST_F(VerifyTreeDamage, LeafLinkCut)
-{
-    BPlusNode* next = pair->*Fields::kNextLeaf;
-    pair->*Fields::kNextLeaf = nullptr;
-    EXPECT_NE(Problems(root).find("leaf link"), std::string::npos);
-    pair->*Fields::kNextLeaf = next;
-}
-
-TEST_F(VerifyTreeDamage, KeyCountOutOfRange)
-{
-    pair->*Fields::kKeyCount += 1;
-    EXPECT_NE(Problems(root).find("counts out of range"), std::string::npos);
-    pair->*Fields::kKeyCount -= 1;
-}
-
-// A shared separator must be the last key of the leaf it bounds; the first
-// key in its place breaks the rule DeleteTree relies on.
-TEST_F(VerifyTreeDamage, SeparatorIsNotTheLastKeyOfItsLeaf)
-{
-    BPlusKey** slot = nullptr;
-    BPlusNode* bounded = nullptr;
-    std::function<void(BPlusNode*)> find = [&](BPlusNode* node) {
-        for (int i = 0; i < node->GetKeyCount() && !node->IsLeafNode(); ++i) {
-            BPlusNode* leaf = (node->*Fields::kPointers)[i]->GetLastLeaf();
-            if (slot == nullptr && leaf->GetKeyCount() == 2 && leaf->GetKey(1) == node->GetKey(i)) {
-                slot = &(node->*Fields::kKeys)[i];
-                bounded = leaf;
-            }
-            find((node->*Fields::kPointers)[i]);
-        }
+    struct {
+        char const* report;
+        std::function<void()> damage;
+    } const damages[] = {
+        {"keys not ascending", [&] { std::swap(keys[0], keys[1]); }},
+        {"leaf link", [&] { pair->*Fields::kNextLeaf = pair->GetNextLeaf() ? nullptr : next; }},
+        {"counts out of range", [&] { pair->*Fields::kKeyCount ^= 1; }},  // 2 and 3
+        {"does not end", [&] { *separator = keys[*separator == keys[1] ? 0 : 1]; }},
     };
-    find(root);
-    ASSERT_NE(slot, nullptr);
-    *slot = bounded->GetKey(0);
-    EXPECT_NE(Problems(root).find("does not end"), std::string::npos);
-    *slot = bounded->GetKey(1);
+    ASSERT_EQ(Problems(root), "") << "undamaged";
+    for (auto const& d : damages) {
+        d.damage();
+        EXPECT_NE(Problems(root).find(d.report), std::string::npos) << d.report;
+        d.damage();
+        ASSERT_EQ(Problems(root), "") << "repaired: " << d.report;
+    }
+    BPlusNode::DeleteTree(root);
 }
 
 // Interleaved Add, Remove, Search, cursor walks and bulk loads against the
