@@ -14,14 +14,9 @@
 #include "btree/BPlusNode.h"
 #include "btree/KeyTestSupport.h"
 #include "containers/Stacks.h"
+#include "models/TreeModel.h"
 
 namespace {
-
-// A root with capacity m: (B + K) / (8 + K) = m + 0.5 with K = 100.
-BPlusNode* MakeRoot(int m)
-{
-    return m == 3 ? new BPlusNode() : new BPlusNode(m * 108 + 54 - 100, 100, 1.0f);
-}
 
 // Adds keys one by one to a fresh capacity-3 root (or the given one),
 // comparing the shape after each step (an empty shape: not compared).
@@ -77,7 +72,7 @@ TEST(BPlusNodeShapes, WorkedExamples)
 TEST(BPlusNodeShapes, FullLeafRefusesInsertsAndSplitsInHalves)
 {
     for (int m : {3, 4, 5, 32}) {
-        BPlusNode* leaf = MakeRoot(m);
+        BPlusNode* leaf = treemodel::newRoot(m);
         BPlusKey* extra = I(3);
         leaf->SetLeafNode(true);
         EXPECT_EQ(leaf->Split(extra, nullptr, nullptr), nullptr) << "M " << m << ", not full";
@@ -178,26 +173,21 @@ TEST(BPlusNodeMisuse, NullKeysAndPositionsOutOfRange)
     BPlusNode::DeleteTree(nullptr);
 }
 
+// The printed form of a tree holding the key 1.
 class BPlusNodePrint : public testing::Test {
 protected:
-    void SetUp() override
-    {
-        root = grow({1});
-        const unsigned leaf = unsigned(uintptr_t(root->GetFirstLeaf()));
-        char text[512];
-        std::snprintf(text, sizeof text,
-                      "\n_IDX_NODE 0x%08x\n|--------------\n| ptr=0x%08x\n| key=1\n"
-                      "|--------------\n\n  _DAT_NODE 0x%08x\n  |--------------\n  | key=1\n"
-                      "  |--------------\n",
-                      unsigned(uintptr_t(root)), leaf, leaf);
-        expected = text;
-    }
     void TearDown() override
     {
         BPlusNode::DeleteTree(root);
     }
-    BPlusNode* root = nullptr;
-    std::string expected;
+    BPlusNode* root = grow({1});
+    const unsigned leaf = unsigned(uintptr_t(root->GetFirstLeaf()));
+    char expected[512];
+    int length = std::snprintf(expected, sizeof expected,
+                               "\n_IDX_NODE 0x%08x\n|--------------\n| ptr=0x%08x\n| key=1\n"
+                               "|--------------\n\n  _DAT_NODE 0x%08x\n  |--------------\n"
+                               "  | key=1\n  |--------------\n",
+                               unsigned(uintptr_t(root)), leaf, leaf);
 };
 
 TEST_F(BPlusNodePrint, FormatAtLevelZero)
@@ -208,9 +198,8 @@ TEST_F(BPlusNodePrint, FormatAtLevelZero)
 
 TEST_F(BPlusNodePrint, LevelsIndentTwoSpacesUpTo4095)
 {
-    std::string const indented = printed(root, 2);
-    EXPECT_EQ(indented.substr(0, 15), "\n    _IDX_NODE ");
-    EXPECT_NE(indented.find("\n      | key=1\n"), std::string::npos);
+    EXPECT_EQ(printed(root, 2).substr(0, 15), "\n    _IDX_NODE ");
+    EXPECT_NE(printed(root, 2).find("\n      | key=1\n"), std::string::npos);
     EXPECT_EQ(printed(root, 5000), printed(root, 4095));
     EXPECT_EQ(printed(root, 4095).find(std::string(8191, ' ')), std::string::npos);
 }
