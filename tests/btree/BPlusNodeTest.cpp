@@ -32,18 +32,11 @@ struct Fields : BPlusNode {
     static constexpr BPlusNode* BPlusNode::*kNextLeaf = &Fields::m_pNextLeaf;
 };
 
-// Adds keys one by one to a fresh capacity-3 root (or the given one),
-// comparing the shape after each step (an empty shape: not compared).
-void Grow(std::vector<int> const& keys, std::vector<std::string> const& shapes,
-          BPlusNode* root = new BPlusNode())
+std::string Problems(BPlusNode* root)
 {
-    for (size_t i = 0; i < keys.size(); ++i) {
-        root = root->Add(I(keys[i]), false);
-        if (!shapes[i].empty()) {
-            EXPECT_EQ(shape(root), shapes[i]) << "after adding " << keys[i];
-        }
-    }
-    BPlusNode::DeleteTree(root);
+    CStringBuffer problems;
+    root->VerifyTree(problems);
+    return std::string(problems.getBufferPointer(), static_cast<size_t>(problems.length()));
 }
 
 TEST(BPlusNodeCapacity, FloatingPointStepsDecideM)
@@ -62,23 +55,68 @@ TEST(BPlusNodeCapacity, FloatingPointStepsDecideM)
     }
 }
 
-TEST(BPlusNodeShapes, WorkedExamples)
+// A tree of capacity m bulk loaded with the keys 1 to bulk, keys added one
+// by one, then one key removed (0: none) must have the shape shown and be
+// sound. The removals take separators (2, 4) and keys whose bound is a clone.
+TEST(BPlusNodeShapes, WorkedExamplesOfAddsRemovalsAndBulkLoads)
 {
-    Grow({1, 2, 3, 4, 5, 6, 7},
-         {"I[1](L[1])", "I[1, 2](L[1], L[2])", "I[1, 2](L[1], L[2], L[3])",
-          "I[1, 2](L[1], L[2], L[3, 4])", "I[2](I[1](L[1], L[2]), I[4](L[3, 4], L[5]))",
-          "I[2](I[1](L[1], L[2]), I[4](L[3, 4], L[5, 6]))",
-          "I[2](I[1](L[1], L[2]), I[4, 6](L[3, 4], L[5, 6], L[7]))"});
-    Grow({5, 3, 1}, {"I[5](L[5])", "I[5](L[3, 5])", "I[3](L[1, 3], L[5])"});
-    Grow({10, 20, 30, 25}, {"", "", "", "I[10, 20](L[10], L[20], L[25, 30])"});
-    Grow({1, 2, 3, 4, 5, 6, 7},
-         {"", "", "", "", "", "I[1, 2, 3](L[1], L[2], L[3], L[4, 5, 6])",
-          "I[2](I[1](L[1], L[2]), I[3, 5](L[3], L[4, 5], L[6, 7]))"},
-         new BPlusNode(88, 12, 1.0f));
-    Grow({1, 2, 3, 4, 5, 6, 7, 8, 9},
-         {"", "", "", "", "", "", "", "I[1, 2, 3, 4](L[1], L[2], L[3], L[4], L[5, 6, 7, 8])",
-          "I[3](I[1, 2](L[1], L[2], L[3]), I[4, 7](L[4], L[5, 6, 7], L[8, 9]))"},
-         new BPlusNode(85, 10, 1.0f));
+    struct {
+        int m, bulk;
+        std::vector<int> added;
+        int removed;
+        char const* shape;
+    } const cases[] = {
+        {3, 0, {1}, 0, "I[1](L[1])"},
+        {3, 0, {1, 2}, 0, "I[1, 2](L[1], L[2])"},
+        {3, 0, {1, 2, 3}, 0, "I[1, 2](L[1], L[2], L[3])"},
+        {3, 0, {1, 2, 3, 4}, 0, "I[1, 2](L[1], L[2], L[3, 4])"},
+        {3, 0, {1, 2, 3, 4, 5}, 0, "I[2](I[1](L[1], L[2]), I[4](L[3, 4], L[5]))"},
+        {3, 0, {1, 2, 3, 4, 5, 6}, 0, "I[2](I[1](L[1], L[2]), I[4](L[3, 4], L[5, 6]))"},
+        {3, 0, {1, 2, 3, 4, 5, 6, 7}, 0, "I[2](I[1](L[1], L[2]), I[4, 6](L[3, 4], L[5, 6], L[7]))"},
+        {3, 0, {5}, 0, "I[5](L[5])"},
+        {3, 0, {5, 3}, 0, "I[5](L[3, 5])"},
+        {3, 0, {5, 3, 1}, 0, "I[3](L[1, 3], L[5])"},
+        {3, 0, {10, 20, 30, 25}, 0, "I[10, 20](L[10], L[20], L[25, 30])"},
+        {4, 0, {1, 2, 3, 4, 5, 6}, 0, "I[1, 2, 3](L[1], L[2], L[3], L[4, 5, 6])"},
+        {4, 0, {1, 2, 3, 4, 5, 6, 7}, 0, "I[2](I[1](L[1], L[2]), I[3, 5](L[3], L[4, 5], L[6, 7]))"},
+        {5, 0, {1, 2, 3, 4, 5, 6, 7, 8}, 0, "I[1, 2, 3, 4](L[1], L[2], L[3], L[4], L[5, 6, 7, 8])"},
+        {5,
+         0,
+         {1, 2, 3, 4, 5, 6, 7, 8, 9},
+         0,
+         "I[3](I[1, 2](L[1], L[2], L[3]), I[4, 7](L[4], L[5, 6, 7], L[8, 9]))"},
+        {3, 0, {1}, 1, "I[]"},
+        {3, 0, {1, 2}, 2, "I[2](L[1])"},
+        {3, 0, {1, 2}, 1, "I[2](L[2])"},
+        {3, 0, {5, 3, 1}, 3, "I[1](L[1], L[5])"},
+        {3, 0, {5, 3, 1}, 5, "I[](L[1, 3])"},
+        {3, 0, {1, 2, 3, 4, 5}, 2, "I[2, 4](L[1], L[3, 4], L[5])"},
+        {3, 0, {1, 2, 3, 4, 5}, 4, "I[2](I[1](L[1], L[2]), I[3](L[3], L[5]))"},
+        {3, 0, {1, 2, 3, 4, 5}, 5, "I[1, 2](L[1], L[2], L[3, 4])"},
+        {3, 0, {1, 2, 3, 4, 5, 6, 7}, 1, "I[4](I[2](L[2], L[3, 4]), I[6](L[5, 6], L[7]))"},
+        {3, 1, {}, 0, "I[](L[1])"},
+        {3, 2, {}, 0, "I[](L[1, 2])"},
+        {3, 3, {}, 0, "I[2](L[1, 2], L[3])"},
+        {3, 5, {}, 0, "I[2, 4](L[1, 2], L[3, 4], L[5])"},
+        {3, 7, {}, 0, "I[4](I[2](L[1, 2], L[3, 4]), I[6](L[5, 6], L[7]))"},
+    };
+    for (auto const& c : cases) {
+        SCOPED_TRACE(testing::Message() << "case " << &c - cases << ": " << c.shape);
+        BPlusNode* root = treemodel::newRoot(c.m);
+        std::vector<BPlusKey*> keys;
+        for (int k = 1; k <= c.bulk; ++k) {
+            keys.push_back(I(k));
+        }
+        EXPECT_EQ(c.bulk > 0 ? root->BuildFromSorted(keys.data(), c.bulk) : root, root);
+        for (int k : c.added) {
+            root = root->Add(I(k), false);
+        }
+        Key probe(I(c.removed));
+        root = c.removed != 0 ? root->Remove(probe.get(), nullptr) : root;
+        EXPECT_EQ(shape(root), c.shape);
+        EXPECT_EQ(Problems(root), "");
+        BPlusNode::DeleteTree(root);
+    }
 }
 
 // A full leaf of every capacity: inserts are refused, a split keeps the
@@ -248,42 +286,6 @@ TEST(BPlusNodePrintDamaged, NullKeySlot)
     leaf.*Fields::kKeyCount = 0;
 }
 
-std::string Problems(BPlusNode* root)
-{
-    CStringBuffer problems;
-    root->VerifyTree(problems);
-    return std::string(problems.getBufferPointer(), static_cast<size_t>(problems.length()));
-}
-
-// Removing from the M = 3 trees of the insertion examples: each removal
-// gives the shape shown and a sound tree, including removals of keys that
-// are separators (2, 4) and of keys whose bound is a clone.
-TEST(BPlusNodeRemove, WorkedShapesWithCapacityThree)
-{
-    struct Case {
-        std::vector<int> grown;
-        int removed;
-        char const* shape;
-    } const cases[] = {
-        {{1}, 1, "I[]"},
-        {{1, 2}, 2, "I[2](L[1])"},
-        {{1, 2}, 1, "I[2](L[2])"},
-        {{5, 3, 1}, 3, "I[1](L[1], L[5])"},
-        {{5, 3, 1}, 5, "I[](L[1, 3])"},
-        {{1, 2, 3, 4, 5}, 2, "I[2, 4](L[1], L[3, 4], L[5])"},
-        {{1, 2, 3, 4, 5}, 4, "I[2](I[1](L[1], L[2]), I[3](L[3], L[5]))"},
-        {{1, 2, 3, 4, 5}, 5, "I[1, 2](L[1], L[2], L[3, 4])"},
-        {{1, 2, 3, 4, 5, 6, 7}, 1, "I[4](I[2](L[2], L[3, 4]), I[6](L[5, 6], L[7]))"},
-    };
-    for (Case const& c : cases) {
-        Key probe(I(c.removed));
-        BPlusNode* root = grow(c.grown)->Remove(probe.get(), nullptr);
-        EXPECT_EQ(shape(root), c.shape) << "removing " << c.removed;
-        EXPECT_EQ(Problems(root), "") << "removing " << c.removed;
-        BPlusNode::DeleteTree(root);
-    }
-}
-
 TEST(BPlusNodeRemove, AbsentOrNullKeyChangesNothing)
 {
     BPlusNode* root = grow({1, 2, 3});
@@ -296,28 +298,6 @@ TEST(BPlusNodeRemove, AbsentOrNullKeyChangesNothing)
     EXPECT_EQ(shape(root), before);
     EXPECT_EQ(root->Remove(nullptr, &out), root);
     BPlusNode::DeleteTree(root);
-}
-
-TEST(BPlusNodeBulk, WorkedShapes)
-{
-    std::pair<int, char const*> const cases[] = {
-        {1, "I[](L[1])"},
-        {2, "I[](L[1, 2])"},
-        {3, "I[2](L[1, 2], L[3])"},
-        {5, "I[2, 4](L[1, 2], L[3, 4], L[5])"},
-        {7, "I[4](I[2](L[1, 2], L[3, 4]), I[6](L[5, 6], L[7]))"},
-    };
-    for (auto const& [count, expected] : cases) {
-        std::vector<BPlusKey*> keys;
-        for (int k = 1; k <= count; ++k) {
-            keys.push_back(I(k));
-        }
-        BPlusNode* root = new BPlusNode();
-        EXPECT_EQ(root->BuildFromSorted(keys.data(), count), root) << count << " keys";
-        EXPECT_EQ(shape(root), expected) << count << " keys";
-        EXPECT_EQ(Problems(root), "") << count << " keys";
-        BPlusNode::DeleteTree(root);
-    }
 }
 
 TEST(BPlusNodeBulk, RefusesUnsortedDuplicateNullAndNegativeLoads)
