@@ -50,13 +50,9 @@ struct Table {
         void* value;
         int hash;
     };
-    std::vector<std::vector<Item>> slots;
+    std::vector<std::vector<Item>> slots = std::vector<std::vector<Item>>(32);
     int collisions = 0;
 
-    explicit Table(int n = 32)
-    {
-        init(n);
-    }
     void init(int n)
     {
         slots.assign(static_cast<std::size_t>(std::max(n, 32)), {});
@@ -130,11 +126,7 @@ struct Table {
     }
     int count() const
     {
-        std::size_t n = 0;
-        for (auto const& slot : slots) {
-            n += slot.size();
-        }
-        return static_cast<int>(n);
+        return static_cast<int>(list().size());
     }
     // Every item, slot by slot: the order of allocList.
     std::vector<Item const*> list() const
