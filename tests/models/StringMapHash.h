@@ -50,9 +50,13 @@ struct Table {
         void* value;
         int hash;
     };
-    std::vector<std::vector<Item>> slots = std::vector<std::vector<Item>>(32);
+    std::vector<std::vector<Item>> slots;
     int collisions = 0;
 
+    explicit Table(int n = 32)
+    {
+        init(n);
+    }
     void init(int n)
     {
         slots.assign(static_cast<std::size_t>(std::max(n, 32)), {});
