@@ -101,9 +101,11 @@ TEST(KeySetters, UnknownTypeKeepsNoValue)
 
 // Integer, number and composite order: see the randomized KeyOrder test.
 // The first key's type picks the field read from the second; text order
-// ignores case, no text sorts first; NaN and an unknown type equal anything.
+// ignores case, no text sorts first; NaN and an unknown type equal anything;
+// a composite key sorts after NULL and after a plain key of type 3.
 TEST(KeyCompare, SignOfMixedAndSpecialPairs)
 {
+    auto plain = [] { return Key(new BPlusKey(BPlusKey::eCompositeKey)); };
     struct {
         char const* name;
         Key a, b;
@@ -119,6 +121,10 @@ TEST(KeyCompare, SignOfMixedAndSpecialPairs)
         {"no text, no text", text(nullptr), text(nullptr), 0},
         {"unknown type, 3", Key(new BPlusKey(kUnknownType)), Key(I(3)), 0},
         {"unknown type, a", Key(new BPlusKey(kUnknownType)), text("a"), 0},
+        {"<1>, type 3 but not composite", Key(BPlusCompositeKey::New(I(1), nullptr)), plain(), 1},
+        {"<1>, NULL", Key(BPlusCompositeKey::New(I(1), nullptr)), Key(), 1},
+        {"type 3 but not composite, <1>", plain(), Key(BPlusCompositeKey::New(I(1), nullptr)), -1},
+        {"type 3 but not composite twice", plain(), plain(), 0},
     };
     for (auto const& c : cases) {
         EXPECT_EQ(cmp(c.a, c.b), c.sign) << c.name;
@@ -264,17 +270,6 @@ TEST(KeyPrint, ToStream)
     text("abc")->PrintKey(stdout);
     k->PrintKey(stdout);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "abc<5,,<2.50>>");
-}
-
-// The part-by-part order of two composite keys: see KeyOrder below.
-TEST(CompositeCompare, NonCompositeOperands)
-{
-    Composite one(BPlusCompositeKey::New(I(1), nullptr));
-    BPlusKey plain(BPlusKey::eCompositeKey);  // type 3, but not a composite key
-    EXPECT_EQ(cmp(one.get(), &plain), 1);
-    EXPECT_EQ(cmp(one.get(), nullptr), 1);
-    EXPECT_EQ(cmp(&plain, one.get()), -1);
-    EXPECT_EQ(cmp(&plain, &plain), 0);
 }
 
 TEST(CompositeParts, SetBeyondTheEndLeavesAbsentSlots)
