@@ -151,7 +151,7 @@ TEST(BPlusNodeShapes, FullLeafRefusesInsertsAndSplitsInHalves)
 // (whose old data is released) and the tree is otherwise unchanged.
 TEST(BPlusNodeAdd, DuplicateKeepsTheStoredKeyAndReplaceMovesData)
 {
-    CountingData old, incoming;  // answer false: they stay alive
+    CountingData old(false), incoming(false);  // they stay alive
     BPlusKey *stored = I(2), *twin = I(2);
     stored->SetData(&old);
     twin->SetData(&incoming);

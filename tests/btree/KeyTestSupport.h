@@ -10,6 +10,7 @@
 #include "btree/BPlusCompositeKey.h"
 #include "btree/BPlusKey.h"
 #include "btree/BPlusNode.h"
+#include "models/TreeModel.h"
 #include "text/CStringBuffer.h"
 
 using Key = std::unique_ptr<BPlusKey>;
@@ -101,22 +102,6 @@ inline BPlusNode* grow(std::vector<int> const& keys)
     return root;
 }
 
-// Data that answers Dealloc() as told and counts how often a holder asked it
-// to go (asked) and how many such objects were deleted (deleted).
-struct CountingData : IBPlusData {
-    explicit CountingData(bool answer = false) : answer(answer) {}
-    ~CountingData() override
-    {
-        ++deleted;
-    }
-    bool Dealloc() override
-    {
-        ++asked;
-        return answer;
-    }
-    bool answer;
-    int asked = 0;
-    static inline int deleted = 0;
-};
+using CountingData = treemodel::CountedData;
 
 #endif

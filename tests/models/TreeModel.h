@@ -25,21 +25,27 @@ namespace treemodel {
 enum class KeyKind { Integer, Number, Text, Composite };
 constexpr int kKeyKinds = 4;
 
-// Answers Dealloc() with true, so the key that lets go of it deletes it.
+// Answers Dealloc() as told (true: the key that lets go of it deletes it)
+// and counts the objects alive, the objects deleted and the calls to Dealloc.
 struct CountedData : IBPlusData {
-    CountedData()
+    explicit CountedData(bool answer = true) : answer(answer)
     {
         ++live;
     }
     ~CountedData() override
     {
         --live;
+        ++deleted;
     }
     bool Dealloc() override
     {
-        return true;
+        ++asked;
+        return answer;
     }
+    bool answer;
+    int asked = 0;
     static inline long live = 0;
+    static inline int deleted = 0;
 };
 
 // The key for value. Text keys are a letter and zero-padded digits, the
