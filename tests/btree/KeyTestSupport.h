@@ -26,14 +26,11 @@ inline Key text(char const* value)
     return Key(BPlusKey::NewCharKey(value));
 }
 
-inline int cmp(BPlusKey* a, BPlusKey* b)
+// Compares two keys held by any pointer (b may hold NULL).
+template <typename A, typename B>
+int cmp(A const& a, B const& b)
 {
-    return BPlusKey::Compare(a, b);
-}
-
-inline int cmp(Key const& a, Key const& b)
-{
-    return BPlusKey::Compare(a.get(), b.get());
+    return BPlusKey::Compare(&*a, b == nullptr ? nullptr : &*b);
 }
 
 // A key's whole state on one line: type, integer and number fields, text
