@@ -1,12 +1,16 @@
-// Tests of BPlusNode: capacity, the worked tree shapes, duplicates, the
-// descent, printing, and nodes that are not valid or are misused. The
-// randomized comparison with a model is in BPlusTreeRemoveTest.cpp.
+// Tests of BPlusNode: capacity, the worked tree shapes of adds, removals and
+// bulk loads, duplicates, the descent, printing, nodes that are not valid or
+// are misused, VerifyTree on damaged trees, and randomized runs of all
+// operations against the shared model for every capacity and key kind.
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -14,27 +18,25 @@
 #include "btree/BPlusNode.h"
 #include "btree/KeyTestSupport.h"
 #include "containers/Stacks.h"
+#include "models/TreeModel.h"
 
 namespace {
 
-// A root with capacity m: (B + K) / (8 + K) = m + 0.5 with K = 100.
-BPlusNode* MakeRoot(int m)
-{
-    return m == 3 ? new BPlusNode() : new BPlusNode(m * 108 + 54 - 100, 100, 1.0f);
-}
+using treemodel::KeyKind;
+using treemodel::TreeDriver;
 
-// Adds keys one by one to a fresh capacity-3 root (or the given one),
-// comparing the shape after each step (an empty shape: not compared).
-void Grow(std::vector<int> const& keys, std::vector<std::string> const& shapes,
-          BPlusNode* root = new BPlusNode())
+// The protected fields the damage tests reach into.
+struct Fields : BPlusNode {
+    static constexpr int BPlusNode::*kKeyCount = &Fields::m_nKeyCount;
+    static constexpr BPlusKey** BPlusNode::*kKeys = &Fields::m_pKeys;
+    static constexpr BPlusNode* BPlusNode::*kNextLeaf = &Fields::m_pNextLeaf;
+};
+
+std::string Problems(BPlusNode* root)
 {
-    for (size_t i = 0; i < keys.size(); ++i) {
-        root = root->Add(I(keys[i]), false);
-        if (!shapes[i].empty()) {
-            EXPECT_EQ(shape(root), shapes[i]) << "after adding " << keys[i];
-        }
-    }
-    BPlusNode::DeleteTree(root);
+    CStringBuffer problems;
+    root->VerifyTree(problems);
+    return std::string(problems.getBufferPointer(), static_cast<size_t>(problems.length()));
 }
 
 TEST(BPlusNodeCapacity, FloatingPointStepsDecideM)
@@ -53,23 +55,68 @@ TEST(BPlusNodeCapacity, FloatingPointStepsDecideM)
     }
 }
 
-TEST(BPlusNodeShapes, WorkedExamples)
+// A tree of capacity m bulk loaded with the keys 1 to bulk, keys added one
+// by one, then one key removed (0: none) must have the shape shown and be
+// sound. The removals take separators (2, 4) and keys whose bound is a clone.
+TEST(BPlusNodeShapes, WorkedExamplesOfAddsRemovalsAndBulkLoads)
 {
-    Grow({1, 2, 3, 4, 5, 6, 7},
-         {"I[1](L[1])", "I[1, 2](L[1], L[2])", "I[1, 2](L[1], L[2], L[3])",
-          "I[1, 2](L[1], L[2], L[3, 4])", "I[2](I[1](L[1], L[2]), I[4](L[3, 4], L[5]))",
-          "I[2](I[1](L[1], L[2]), I[4](L[3, 4], L[5, 6]))",
-          "I[2](I[1](L[1], L[2]), I[4, 6](L[3, 4], L[5, 6], L[7]))"});
-    Grow({5, 3, 1}, {"I[5](L[5])", "I[5](L[3, 5])", "I[3](L[1, 3], L[5])"});
-    Grow({10, 20, 30, 25}, {"", "", "", "I[10, 20](L[10], L[20], L[25, 30])"});
-    Grow({1, 2, 3, 4, 5, 6, 7},
-         {"", "", "", "", "", "I[1, 2, 3](L[1], L[2], L[3], L[4, 5, 6])",
-          "I[2](I[1](L[1], L[2]), I[3, 5](L[3], L[4, 5], L[6, 7]))"},
-         new BPlusNode(88, 12, 1.0f));
-    Grow({1, 2, 3, 4, 5, 6, 7, 8, 9},
-         {"", "", "", "", "", "", "", "I[1, 2, 3, 4](L[1], L[2], L[3], L[4], L[5, 6, 7, 8])",
-          "I[3](I[1, 2](L[1], L[2], L[3]), I[4, 7](L[4], L[5, 6, 7], L[8, 9]))"},
-         new BPlusNode(85, 10, 1.0f));
+    struct {
+        int m, bulk;
+        std::vector<int> added;
+        int removed;
+        char const* shape;
+    } const cases[] = {
+        {3, 0, {1}, 0, "I[1](L[1])"},
+        {3, 0, {1, 2}, 0, "I[1, 2](L[1], L[2])"},
+        {3, 0, {1, 2, 3}, 0, "I[1, 2](L[1], L[2], L[3])"},
+        {3, 0, {1, 2, 3, 4}, 0, "I[1, 2](L[1], L[2], L[3, 4])"},
+        {3, 0, {1, 2, 3, 4, 5}, 0, "I[2](I[1](L[1], L[2]), I[4](L[3, 4], L[5]))"},
+        {3, 0, {1, 2, 3, 4, 5, 6}, 0, "I[2](I[1](L[1], L[2]), I[4](L[3, 4], L[5, 6]))"},
+        {3, 0, {1, 2, 3, 4, 5, 6, 7}, 0, "I[2](I[1](L[1], L[2]), I[4, 6](L[3, 4], L[5, 6], L[7]))"},
+        {3, 0, {5}, 0, "I[5](L[5])"},
+        {3, 0, {5, 3}, 0, "I[5](L[3, 5])"},
+        {3, 0, {5, 3, 1}, 0, "I[3](L[1, 3], L[5])"},
+        {3, 0, {10, 20, 30, 25}, 0, "I[10, 20](L[10], L[20], L[25, 30])"},
+        {4, 0, {1, 2, 3, 4, 5, 6}, 0, "I[1, 2, 3](L[1], L[2], L[3], L[4, 5, 6])"},
+        {4, 0, {1, 2, 3, 4, 5, 6, 7}, 0, "I[2](I[1](L[1], L[2]), I[3, 5](L[3], L[4, 5], L[6, 7]))"},
+        {5, 0, {1, 2, 3, 4, 5, 6, 7, 8}, 0, "I[1, 2, 3, 4](L[1], L[2], L[3], L[4], L[5, 6, 7, 8])"},
+        {5,
+         0,
+         {1, 2, 3, 4, 5, 6, 7, 8, 9},
+         0,
+         "I[3](I[1, 2](L[1], L[2], L[3]), I[4, 7](L[4], L[5, 6, 7], L[8, 9]))"},
+        {3, 0, {1}, 1, "I[]"},
+        {3, 0, {1, 2}, 2, "I[2](L[1])"},
+        {3, 0, {1, 2}, 1, "I[2](L[2])"},
+        {3, 0, {5, 3, 1}, 3, "I[1](L[1], L[5])"},
+        {3, 0, {5, 3, 1}, 5, "I[](L[1, 3])"},
+        {3, 0, {1, 2, 3, 4, 5}, 2, "I[2, 4](L[1], L[3, 4], L[5])"},
+        {3, 0, {1, 2, 3, 4, 5}, 4, "I[2](I[1](L[1], L[2]), I[3](L[3], L[5]))"},
+        {3, 0, {1, 2, 3, 4, 5}, 5, "I[1, 2](L[1], L[2], L[3, 4])"},
+        {3, 0, {1, 2, 3, 4, 5, 6, 7}, 1, "I[4](I[2](L[2], L[3, 4]), I[6](L[5, 6], L[7]))"},
+        {3, 1, {}, 0, "I[](L[1])"},
+        {3, 2, {}, 0, "I[](L[1, 2])"},
+        {3, 3, {}, 0, "I[2](L[1, 2], L[3])"},
+        {3, 5, {}, 0, "I[2, 4](L[1, 2], L[3, 4], L[5])"},
+        {3, 7, {}, 0, "I[4](I[2](L[1, 2], L[3, 4]), I[6](L[5, 6], L[7]))"},
+    };
+    for (auto const& c : cases) {
+        SCOPED_TRACE(testing::Message() << "case " << &c - cases << ": " << c.shape);
+        BPlusNode* root = treemodel::newRoot(c.m);
+        std::vector<BPlusKey*> keys;
+        for (int k = 1; k <= c.bulk; ++k) {
+            keys.push_back(I(k));
+        }
+        EXPECT_EQ(c.bulk > 0 ? root->BuildFromSorted(keys.data(), c.bulk) : root, root);
+        for (int k : c.added) {
+            root = root->Add(I(k), false);
+        }
+        Key probe(I(c.removed));
+        root = c.removed != 0 ? root->Remove(probe.get(), nullptr) : root;
+        EXPECT_EQ(shape(root), c.shape);
+        EXPECT_EQ(Problems(root), "");
+        BPlusNode::DeleteTree(root);
+    }
 }
 
 // A full leaf of every capacity: inserts are refused, a split keeps the
@@ -77,7 +124,7 @@ TEST(BPlusNodeShapes, WorkedExamples)
 TEST(BPlusNodeShapes, FullLeafRefusesInsertsAndSplitsInHalves)
 {
     for (int m : {3, 4, 5, 32}) {
-        BPlusNode* leaf = MakeRoot(m);
+        BPlusNode* leaf = treemodel::newRoot(m);
         BPlusKey* extra = I(3);
         leaf->SetLeafNode(true);
         EXPECT_EQ(leaf->Split(extra, nullptr, nullptr), nullptr) << "M " << m << ", not full";
@@ -104,7 +151,7 @@ TEST(BPlusNodeShapes, FullLeafRefusesInsertsAndSplitsInHalves)
 // (whose old data is released) and the tree is otherwise unchanged.
 TEST(BPlusNodeAdd, DuplicateKeepsTheStoredKeyAndReplaceMovesData)
 {
-    CountingData old, incoming;  // answer false: they stay alive
+    CountingData old(false), incoming(false);  // they stay alive
     BPlusKey *stored = I(2), *twin = I(2);
     stored->SetData(&old);
     twin->SetData(&incoming);
@@ -145,16 +192,22 @@ TEST(BPlusNodeSearch, DescentPathEndsAtTheLeafAndTiesGoLeft)
     BPlusNode::DeleteTree(root);
 }
 
-TEST(BPlusNodeSearch, NodeThatIsNotValidFindsAndStoresNothing)
+TEST(BPlusNodeInvalid, NodeWithMBelowThreeFindsStoresRemovesAndLoadsNothing)
 {
     BPlusNode invalid(66, 21, 1.0f);
     CPtrStack path;
     Key probe(I(4));
+    BPlusKey* keys[] = {probe.get()};
+    CStringBuffer problems;
     EXPECT_EQ(invalid.Add(probe.get(), false), &invalid);
+    EXPECT_EQ(invalid.Remove(probe.get(), nullptr), &invalid);
+    EXPECT_EQ(invalid.BuildFromSorted(keys, 1), &invalid);
     EXPECT_EQ(invalid.FindNode(probe.get()), nullptr);
     EXPECT_EQ(invalid.Search(probe.get()), nullptr);
     EXPECT_EQ(invalid.Search(probe.get(), &path), nullptr);
     EXPECT_EQ(printed(&invalid).substr(22), "|--------------\n");
+    EXPECT_FALSE(invalid.VerifyTree(problems));
+    EXPECT_STREQ(std::strchr(problems.getBufferPointer(), ':') + 2, "not a valid node\n");
 }
 
 TEST(BPlusNodeMisuse, NullKeysAndPositionsOutOfRange)
@@ -178,26 +231,21 @@ TEST(BPlusNodeMisuse, NullKeysAndPositionsOutOfRange)
     BPlusNode::DeleteTree(nullptr);
 }
 
+// The printed form of a tree holding the key 1.
 class BPlusNodePrint : public testing::Test {
 protected:
-    void SetUp() override
-    {
-        root = grow({1});
-        const unsigned leaf = unsigned(uintptr_t(root->GetFirstLeaf()));
-        char text[512];
-        std::snprintf(text, sizeof text,
-                      "\n_IDX_NODE 0x%08x\n|--------------\n| ptr=0x%08x\n| key=1\n"
-                      "|--------------\n\n  _DAT_NODE 0x%08x\n  |--------------\n  | key=1\n"
-                      "  |--------------\n",
-                      unsigned(uintptr_t(root)), leaf, leaf);
-        expected = text;
-    }
     void TearDown() override
     {
         BPlusNode::DeleteTree(root);
     }
-    BPlusNode* root = nullptr;
-    std::string expected;
+    BPlusNode* root = grow({1});
+    const unsigned leaf = unsigned(uintptr_t(root->GetFirstLeaf()));
+    char expected[512];
+    int length = std::snprintf(expected, sizeof expected,
+                               "\n_IDX_NODE 0x%08x\n|--------------\n| ptr=0x%08x\n| key=1\n"
+                               "|--------------\n\n  _DAT_NODE 0x%08x\n  |--------------\n"
+                               "  | key=1\n  |--------------\n",
+                               unsigned(uintptr_t(root)), leaf, leaf);
 };
 
 TEST_F(BPlusNodePrint, FormatAtLevelZero)
@@ -208,9 +256,8 @@ TEST_F(BPlusNodePrint, FormatAtLevelZero)
 
 TEST_F(BPlusNodePrint, LevelsIndentTwoSpacesUpTo4095)
 {
-    std::string const indented = printed(root, 2);
-    EXPECT_EQ(indented.substr(0, 15), "\n    _IDX_NODE ");
-    EXPECT_NE(indented.find("\n      | key=1\n"), std::string::npos);
+    EXPECT_EQ(printed(root, 2).substr(0, 15), "\n    _IDX_NODE ");
+    EXPECT_NE(printed(root, 2).find("\n      | key=1\n"), std::string::npos);
     EXPECT_EQ(printed(root, 5000), printed(root, 4095));
     EXPECT_EQ(printed(root, 4095).find(std::string(8191, ' ')), std::string::npos);
 }
@@ -230,10 +277,6 @@ TEST_F(BPlusNodePrint, ToStream)
 
 // A slot within the key count that holds no key (only a damaged node has
 // one) prints as "(null key)".
-struct Fields : BPlusNode {
-    static constexpr int BPlusNode::*kKeyCount = &Fields::m_nKeyCount;
-};
-
 TEST(BPlusNodePrintDamaged, NullKeySlot)
 {
     BPlusNode leaf;
@@ -242,5 +285,101 @@ TEST(BPlusNodePrintDamaged, NullKeySlot)
     EXPECT_NE(printed(&leaf).find("| key=(null key)\n"), std::string::npos);
     leaf.*Fields::kKeyCount = 0;
 }
+
+// That the tree is unchanged is checked by the randomized test.
+TEST(BPlusNodeRemove, AbsentOrNullKeyChangesNothing)
+{
+    BPlusNode* root = grow({1, 2, 3});
+    Key absent(I(9));
+    BPlusKey sentinel(BPlusKey::eIntegerKey);
+    BPlusKey* out = &sentinel;
+    EXPECT_EQ(root->Remove(absent.get(), &out), root);
+    EXPECT_EQ(out, nullptr) << "the taken key is set to NULL";
+    EXPECT_EQ(root->Remove(nullptr, &out), root);
+    BPlusNode::DeleteTree(root);
+}
+
+// Unsorted loads are refused in the randomized test.
+TEST(BPlusNodeBulk, RefusesDuplicateNullAndNegativeLoads)
+{
+    BPlusNode* root = new BPlusNode();
+    Key a(I(1)), b(I(1));
+    BPlusKey* twice[] = {a.get(), b.get()};
+    BPlusKey* withNull[] = {a.get(), nullptr};
+    EXPECT_EQ(root->BuildFromSorted(twice, 2), root) << "duplicate";
+    EXPECT_EQ(root->BuildFromSorted(withNull, 2), root) << "NULL key";
+    EXPECT_EQ(root->BuildFromSorted(twice, -1), root) << "negative count";
+    EXPECT_EQ(shape(root), "I[]") << "refused loads took nothing";
+    BPlusNode::DeleteTree(root);
+}
+
+// Each damage must be reported by a line naming it. Applying a damage twice
+// undoes it, so the tree is sound again before it is released. A shared
+// separator must be the last key of the leaf it bounds (DeleteTree relies on
+// it): putting the leaf's first key in its place breaks the rule.
+TEST(VerifyTreeDamage, EachDamageIsReported)
+{
+    BPlusNode* root = grow({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11});
+    BPlusNode* pair = root->GetFirstLeaf();  // the first leaf of two keys
+    while (pair->GetKeyCount() < 2) {
+        pair = pair->GetNextLeaf();
+    }
+    BPlusNode* const next = pair->GetNextLeaf();
+    CPtrStack path;
+    root->Search(pair->GetKey(1), &path);
+    BPlusKey** separator = static_cast<BPlusNode*>(path.top())->*Fields::kKeys;
+    ASSERT_EQ(*separator, pair->GetKey(1)) << "the leaf's separator";
+    BPlusKey** keys = pair->*Fields::kKeys;
+    struct {
+        char const* report;
+        std::function<void()> damage;
+    } const damages[] = {
+        {"keys not ascending", [&] { std::swap(keys[0], keys[1]); }},
+        {"leaf link", [&] { pair->*Fields::kNextLeaf = pair->GetNextLeaf() ? nullptr : next; }},
+        {"counts out of range", [&] { pair->*Fields::kKeyCount ^= 1; }},  // 2 and 3
+        {"does not end", [&] { *separator = keys[*separator == keys[1] ? 0 : 1]; }},
+    };
+    ASSERT_EQ(Problems(root), "") << "undamaged";
+    for (auto const& d : damages) {
+        d.damage();
+        EXPECT_NE(Problems(root).find(d.report), std::string::npos) << d.report;
+        d.damage();
+        ASSERT_EQ(Problems(root), "") << "repaired: " << d.report;
+    }
+    BPlusNode::DeleteTree(root);
+}
+
+// Interleaved Add, Remove, Search, cursor walks and bulk loads against the
+// model, with the whole tree checked after every step, for every capacity.
+class BPlusTreeModel : public testing::TestWithParam<std::pair<KeyKind, int>> {};
+
+TEST_P(BPlusTreeModel, RandomOperationsForEveryCapacity)
+{
+    const auto [kind, steps] = GetParam();
+    for (int m = 3; m <= 32; ++m) {
+        std::mt19937 random(static_cast<unsigned>(m * 31 + static_cast<int>(kind)));
+        TreeDriver driver(m, kind);
+        for (int i = 0; i < steps; ++i) {
+            const int value = static_cast<int>(random() % 300) - 150;
+            std::string problem = treemodel::step(driver, random(), value, random());
+            problem = problem.empty() ? driver.check(i % 64 == 0) : problem;
+            ASSERT_EQ(problem, "") << "M " << m << ", step " << i;
+        }
+        ASSERT_EQ(driver.finish(), "") << "M " << m;
+    }
+}
+
+std::string KindName(testing::TestParamInfo<std::pair<KeyKind, int>> const& info)
+{
+    return std::vector<std::string>{"Integer", "Number", "Text", "Composite"}.at(
+        static_cast<std::size_t>(info.param.first));
+}
+
+INSTANTIATE_TEST_SUITE_P(KeyKinds, BPlusTreeModel,
+                         testing::Values(std::pair(KeyKind::Integer, 400),
+                                         std::pair(KeyKind::Number, 150),
+                                         std::pair(KeyKind::Text, 150),
+                                         std::pair(KeyKind::Composite, 150)),
+                         KindName);
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include "btree/BPlusCompositeKey.h"
 #include "btree/BPlusKey.h"
 #include "btree/BPlusNode.h"
+#include "models/TreeModel.h"
 #include "text/CStringBuffer.h"
 
 using Key = std::unique_ptr<BPlusKey>;
@@ -25,14 +26,11 @@ inline Key text(char const* value)
     return Key(BPlusKey::NewCharKey(value));
 }
 
-inline int cmp(BPlusKey* a, BPlusKey* b)
+// Compares two keys held by any pointer (b may hold NULL).
+template <typename A, typename B>
+int cmp(A const& a, B const& b)
 {
-    return BPlusKey::Compare(a, b);
-}
-
-inline int cmp(Key const& a, Key const& b)
-{
-    return BPlusKey::Compare(a.get(), b.get());
+    return BPlusKey::Compare(&*a, b == nullptr ? nullptr : &*b);
 }
 
 // A key's whole state on one line: type, integer and number fields, text
@@ -101,22 +99,6 @@ inline BPlusNode* grow(std::vector<int> const& keys)
     return root;
 }
 
-// Data that answers Dealloc() as told and counts how often a holder asked it
-// to go (asked) and how many such objects were deleted (deleted).
-struct CountingData : IBPlusData {
-    explicit CountingData(bool answer = false) : answer(answer) {}
-    ~CountingData() override
-    {
-        ++deleted;
-    }
-    bool Dealloc() override
-    {
-        ++asked;
-        return answer;
-    }
-    bool answer;
-    int asked = 0;
-    static inline int deleted = 0;
-};
+using CountingData = treemodel::CountedData;
 
 #endif

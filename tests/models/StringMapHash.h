@@ -130,11 +130,7 @@ struct Table {
     }
     int count() const
     {
-        std::size_t n = 0;
-        for (auto const& slot : slots) {
-            n += slot.size();
-        }
-        return static_cast<int>(n);
+        return static_cast<int>(list().size());
     }
     // Every item, slot by slot: the order of allocList.
     std::vector<Item const*> list() const

@@ -1,13 +1,9 @@
-// TreeModel: the reference model of the B+ tree, shared by the randomized
-// tree test and the tree fuzzer. A TreeDriver runs a tree and a std::map from
-// int to the key object the tree must hold side by side.
-//
-// Keys of every kind are made from ints by order-preserving encodings, so
-// one model serves integer, number, text and composite trees. Every stored
-// key carries a CountedData: the number of live data objects must always
-// equal the number of stored keys, so a key destroyed too early, twice or
-// never shows at once. Operations return "" when tree and model agree,
-// otherwise one line saying what differed.
+// The reference model of the B+ tree for the tree test and fuzzer: a
+// TreeDriver runs a tree beside a std::map from int to the key object the
+// tree must hold. Keys of every kind come from ints by order-preserving
+// encodings. Each stored key carries a CountedData, so a key destroyed too
+// early, twice or never shows at once as a live count that differs from the
+// key count. Operations return "" or one line saying what differed.
 #ifndef ZARNCRT_TESTS_MODELS_TREEMODEL_H
 #define ZARNCRT_TESTS_MODELS_TREEMODEL_H
 
@@ -29,21 +25,27 @@ namespace treemodel {
 enum class KeyKind { Integer, Number, Text, Composite };
 constexpr int kKeyKinds = 4;
 
-// Answers Dealloc() with true, so the key that lets go of it deletes it.
+// Answers Dealloc() as told (true: the key that lets go of it deletes it)
+// and counts the objects alive, the objects deleted and the calls to Dealloc.
 struct CountedData : IBPlusData {
-    CountedData()
+    explicit CountedData(bool answer = true) : answer(answer)
     {
         ++live;
     }
     ~CountedData() override
     {
         --live;
+        ++deleted;
     }
     bool Dealloc() override
     {
-        return true;
+        ++asked;
+        return answer;
     }
+    bool answer;
+    int asked = 0;
     static inline long live = 0;
+    static inline int deleted = 0;
 };
 
 // The key for value. Text keys are a letter and zero-padded digits, the
@@ -139,32 +141,27 @@ public:
         return say("search %ld: ", value) + (found ? "wrong or unexpected key" : "missing");
     }
 
-    // Bulk loads count values from first on, step apart; a shuffled load
-    // and any load into a tree that is not empty must be refused.
+    // Bulk loads count values from first on, step apart (the first and last
+    // swapped when shuffled); a shuffled load and any load into a tree that
+    // is not empty must be refused.
     std::string bulk(int first, int count, int step, bool shuffled)
     {
-        std::vector<int> values;
+        const bool accepted = model_.empty() && (!shuffled || count < 2);
         std::vector<BPlusKey*> keys;
         for (int i = 0; i < count; ++i) {
-            values.push_back(first + i * step);
+            const bool swapped = shuffled && (i == 0 || i == count - 1);
+            keys.push_back(stored(first + (swapped ? count - 1 - i : i) * step));
         }
-        if (shuffled && count > 1) {
-            std::swap(values.front(), values.back());
-        }
-        for (int v : values) {
-            keys.push_back(stored(v));
-        }
-        const bool accepted = model_.empty() && (!shuffled || count < 2);
         BPlusNode* root = root_->BuildFromSorted(keys.data(), count);
         if (root != root_ && !accepted) {
             return say("bulk of %ld keys: refused but the root changed", count);
         }
         root_ = root;
-        for (std::size_t i = 0; i < keys.size(); ++i) {
+        for (int i = 0; i < count; ++i) {
             if (accepted) {
-                model_.emplace(values[i], keys[i]);
+                model_.emplace(first + i * step, keys[size_t(i)]);
             } else {
-                delete keys[i];
+                delete keys[size_t(i)];
             }
         }
         return "";
@@ -203,19 +200,18 @@ public:
         if (CountedData::live != static_cast<long>(model_.size())) {
             return say("%ld live data objects for %ld keys", CountedData::live, model_.size());
         }
-        std::vector<BPlusKey*> expected, forward;
-        for (auto const& entry : model_) {
-            expected.push_back(entry.second);
-        }
+        auto it = model_.begin();
         for (BPlusNode* leaf = root_->GetFirstLeaf(); leaf; leaf = leaf->GetNextLeaf()) {
             for (int i = 0; i < leaf->GetKeyCount(); ++i) {
-                forward.push_back(leaf->GetKey(i));
+                if (it == model_.end() || leaf->GetKey(i) != (it++)->second) {
+                    return "leaf chain differs from the model";
+                }
             }
         }
-        if (forward != expected) {
+        if (it != model_.end()) {
             return "leaf chain differs from the model";
         }
-        for (auto it = model_.begin(); deep && it != model_.end(); ++it) {
+        for (it = model_.begin(); deep && it != model_.end(); ++it) {
             std::string problem = search(it->first);
             if (!problem.empty()) {
                 return problem;
