@@ -3,8 +3,11 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
+#include <filesystem>
 #include <mutex>
+#include <string>
 #include <thread>
 
 #include "BenchUtil.h"
@@ -14,9 +17,38 @@ namespace {
 
 constexpr int kRecordsPerThread = 20000;
 
+// A scratch directory of the run's own (mkdtemp under $TMPDIR or /tmp),
+// removed with its files when the program ends.
+class ScratchDir {
+public:
+    ScratchDir()
+    {
+        const char* base = std::getenv("TMPDIR");
+        std::string pattern =
+            std::string(base != nullptr && *base ? base : "/tmp") + "/zarncrt-bench-XXXXXX";
+        if (mkdtemp(&pattern[0]) == nullptr) {
+            std::perror("bench_log: mkdtemp");
+            std::exit(1);
+        }
+        path_ = pattern;
+    }
+    ~ScratchDir()
+    {
+        std::filesystem::remove_all(path_);
+    }
+    const std::string& path() const
+    {
+        return path_;
+    }
+
+private:
+    std::string path_;
+};
+
 std::string scratchPath(const char* tag)
 {
-    return "/tmp/zarncrt-bench-" + std::string(tag) + "-" + std::to_string(getpid()) + ".log";
+    static const ScratchDir dir;
+    return dir.path() + "/" + tag + ".log";
 }
 
 template <typename Write>

@@ -6,15 +6,20 @@
 #include <zarncrt_core++.h>
 
 #include <cstdio>
+#include <cstdlib>
+#include <string>
 
-int main()
+// Usage: example_file_logger [DIRECTORY]   (default: $TMPDIR, else /tmp)
+int main(int argc, char** argv)
 {
     QorFileLogger logger;
     logger.SetLogLevel(IQorLogger::eLogInformation);  // fatal, error, warning, info
 
-    char directory[] = "/tmp";
+    const char* tmpdir = std::getenv("TMPDIR");
+    std::string where = argc > 1 ? argv[1] : (tmpdir != nullptr && *tmpdir ? tmpdir : "/tmp");
+    char* directory = &where[0];
     char extension[16] = "txt";
-    // /tmp/example-<pid>.txt: no date, with the process id.
+    // DIRECTORY/example-<pid>.txt: no date, with the process id.
     if (!logger.CompleteFile(directory, "example", extension, "w", false, true)) {
         std::fprintf(stderr, "cannot open the log file\n");
         return 1;

@@ -27,7 +27,8 @@ LD_LIBRARY_PATH="$work/prefix/lib" "$work/consumer-pc"
 cmake -S "$here/../../examples" -B "$work/examples" -DCMAKE_PREFIX_PATH="$work/prefix" > /dev/null
 cmake --build "$work/examples" -j2 > /dev/null
 for program in wordindex example_composite_keys example_string_map_cache example_file_logger; do
-    LD_LIBRARY_PATH="$work/prefix/lib" "$work/examples/$program" > "$work/$program.out" ||
+    # TMPDIR keeps the file logger's output in the scratch directory.
+    TMPDIR="$work" LD_LIBRARY_PATH="$work/prefix/lib" "$work/examples/$program" > "$work/$program.out" ||
         { echo "install check: $program failed"; cat "$work/$program.out"; exit 1; }
 done
 test -x "$work/prefix/bin/wordindex" || { echo "install: missing bin/wordindex"; exit 1; }
