@@ -231,6 +231,16 @@ TEST(BPlusNodeMisuse, NullKeysAndPositionsOutOfRange)
     BPlusNode::DeleteTree(nullptr);
 }
 
+TEST(BPlusNodeMisuse, WaysThatEndWithoutANode)
+{
+    BPlusNode empty;
+    EXPECT_EQ(empty.GetFirstLeaf(), nullptr) << "index node without pointers";
+    BPlusNode leaf;
+    leaf.SetLeafNode(true);
+    Key probe(I(4));
+    EXPECT_EQ(leaf.FindNode(probe.get()), nullptr) << "FindNode from a leaf";
+}
+
 // The printed form of a tree holding the key 1.
 class BPlusNodePrint : public testing::Test {
 protected:

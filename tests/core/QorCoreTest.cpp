@@ -36,10 +36,32 @@ TEST(CoreMemory, CopyAndDuplicate)
     QorMemFree(copies[1]);
 }
 
+// Zero sizes and NULL blocks: a block smaller than claimed, or a NULL that is
+// dereferenced, fails here (ASan and valgrind also see a wrong release).
+TEST(CoreMemory, ZeroSizesAndNullBlocks)
+{
+    auto* block = static_cast<unsigned char*>(QorMemAlloc(0));
+    EXPECT_EQ(block[0], 0) << "QorMemAlloc(0) gives one zero byte";
+    block = static_cast<unsigned char*>(QorMemRealloc(block, 0));
+    block[0] = 1;  // still a 1-byte block
+    EXPECT_EQ(block[0], 1) << "QorMemRealloc(block, 0)";
+    QorMemFree(block);
+    auto* fresh = static_cast<char*>(QorMemRealloc(nullptr, 16));
+    ASSERT_NE(fresh, nullptr) << "QorMemRealloc(NULL, 16)";
+    std::memset(fresh, 'x', 16);
+    QorMemFree(fresh);
+    QorMemFree(nullptr);
+    char text[] = "abc";
+    QorMemCopy(text, "xyz", 0);
+    QorMemCopy(nullptr, nullptr, -1);
+    EXPECT_STREQ(text, "abc") << "QorMemCopy with a count of 0";
+}
+
 TEST(CoreMutex, NullMutexFails)
 {
     EXPECT_EQ(QorLockMutex(nullptr, 1), -1);
     EXPECT_EQ(QorUnlockMutex(nullptr), -1);
+    QorDestroyMutex(nullptr);  // ignored: a dereference would end the test
 }
 
 TEST(CoreText, CompareNoCaseMatchesCLocaleStrcasecmp)

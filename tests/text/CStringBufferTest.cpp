@@ -3,6 +3,8 @@
 // drives the same model through blocks, attach, detach and the write buffer.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <climits>
 #include <cstdarg>
 #include <cstring>
@@ -240,6 +242,67 @@ TEST(StringBufferNullTexts, GiveNoBytesAndChangeNothing)
     EXPECT_EQ(b.copyTo(nullptr, 4), 0) << "copyTo(NULL)";
     char const* noFormat = nullptr;
     EXPECT_EQ(text(b.format(noFormat, 0)), "") << "format(NULL)";
+    EXPECT_EQ(text(b.set("ab", -1).append(nullptr, -1)), "ab") << "append(NULL, -1)";
+    EXPECT_EQ(text(b.set(nullptr, -1)), "") << "set(NULL, -1)";
+    EXPECT_EQ(text(b.set("ab", -1).set(nullptr, 0)), "") << "set(NULL, 0)";
+    EXPECT_EQ(b.print(nullptr), -1) << "print(NULL)";
+}
+
+// Storage blocks at their edges; a block smaller than promised shows under
+// ASan and valgrind, which also check every release.
+TEST(StringBufferBlocks, SizesBelowOneAndNullBlocks)
+{
+    char* block = CStringBuffer::allocString(0);
+    EXPECT_EQ(std::count(block, block + 4, '\0'), 4) << "allocString(0): 4 zero bytes";
+    std::strcpy(block, "abc");
+    block = CStringBuffer::reallocString(block, 0);
+    EXPECT_STREQ(block, "") << "reallocString(block, 0)";
+    CStringBuffer::freeString(block);
+    CStringBuffer::freeString(nullptr);
+}
+
+TEST(StringBufferAttach, NullClearsAndKeepsTheStorage)
+{
+    CStringBuffer b;
+    b.set("abc", -1);
+    const int size = b.bufLength();
+    b.attach(nullptr, 5, 5);
+    EXPECT_EQ(text(b), "");
+    EXPECT_EQ(b.bufLength(), size);
+}
+
+TEST(StringBufferAttach, LengthAndSizeMeasuredWhenNotGiven)
+{
+    CStringBuffer b;
+    char* block = CStringBuffer::allocString(8);
+    std::strcpy(block, "hello");
+    b.attach(block, 0, 0);
+    EXPECT_EQ(b.length(), 5);
+    EXPECT_EQ(b.bufLength(), 6);
+}
+
+TEST(StringBufferWriteBuffer, SizeBelowOneGivesTheGrowthStepAndASecondReleasesTheFirst)
+{
+    CStringBuffer b(8);
+    b.set("abcdefghijk", -1);
+    EXPECT_STREQ(b.getBufferSetLength(0), "abcdefg") << "blockSize 8: text cut to 7 bytes";
+    EXPECT_STREQ(b.getBufferSetLength(4), "abc") << "second write buffer";
+    b.releaseBuffer(false, 0);
+    b.releaseBuffer(true, 2);  // none out: nothing happens
+    EXPECT_EQ(text(b), "abcdefghijk");
+}
+
+TEST(StringBufferWriteBuffer, DetachLeavesItToTheCaller)
+{
+    CStringBuffer b;
+    b.set("abc", -1);
+    char* write = b.getBufferSetLength(8);
+    char* block = b.detach();
+    EXPECT_STREQ(block, "abc");
+    EXPECT_STREQ(write, "abc");
+    EXPECT_EQ(text(b), "");
+    CStringBuffer::freeString(block);
+    CStringBuffer::freeString(write);  // the caller's now: a second release would show
 }
 
 TEST(StringBufferWriteBuffer, ReleaseKeepsUpToTheFirstNulOrTheCountWithinItsSize)
