@@ -146,3 +146,35 @@ TEST(AbiFields, LoggerFieldsHoldItsSettings)
     logger.SetFile(stderr, false);
     EXPECT_EQ(logger.fields(), (Numbers{IQorLogger::eLogWarning, false, false, true, true}));
 }
+
+// The containers' slot arrays: a subclass reads capacity, count and the
+// array, so their growth steps are part of what it sees.
+TEST(AbiFields, ContainerFieldsFollowTheGrowthSteps)
+{
+    struct ListFields : QorPtrList {
+        Numbers fields()
+        {
+            return {capacity, count, elements != nullptr};
+        }
+    } list;
+    int value = 0;
+    list.append(&value);
+    EXPECT_EQ(list.fields(), (Numbers{11, 1, true})) << "first append: 11 slots";
+    for (int i = 0; i < 10; ++i)
+        list.append(&value);
+    list.insert(0, &value);
+    EXPECT_EQ(list.fields(), (Numbers{21, 12, true})) << "insert into a full list: count + 10";
+
+    struct StackFields : CIntStack {
+        Numbers fields()
+        {
+            return {capacity, count, elements != nullptr};
+        }
+    } stack;
+    stack.push(1);
+    stack.push(2);
+    EXPECT_EQ(stack.fields(), (Numbers{2, 2, true})) << "one slot per push";
+    stack.pop();
+    stack.pop();
+    EXPECT_EQ(stack.fields(), (Numbers{0, 0, false})) << "popped empty: array freed";
+}
