@@ -138,6 +138,20 @@ void searchInts(benchmark::State& state, int n, const Capacity& c, bool hits)
     state.SetItemsProcessed(state.iterations());
 }
 
+// Looks the probes up in turn, one per iteration, in a standard set.
+template <typename Set, typename Probe>
+void findInTurn(benchmark::State& state, const Set& set, const std::vector<Probe>& probes)
+{
+    size_t i = 0, found = 0;
+    for (auto _ : state) {
+        found += set.find(probes[i]) != set.end();
+        if (++i == probes.size())
+            i = 0;
+    }
+    benchmark::DoNotOptimize(found);
+    state.SetItemsProcessed(state.iterations());
+}
+
 template <typename Set>
 void searchIntsPeer(benchmark::State& state, int n, bool hits)
 {
@@ -147,14 +161,7 @@ void searchIntsPeer(benchmark::State& state, int n, bool hits)
     if (!hits)
         for (int& p : probes)
             p += 1;
-    size_t i = 0, found = 0;
-    for (auto _ : state) {
-        found += set.find(probes[i]) != set.end();
-        if (++i == probes.size())
-            i = 0;
-    }
-    benchmark::DoNotOptimize(found);
-    state.SetItemsProcessed(state.iterations());
+    findInTurn(state, set, probes);
 }
 
 void walkInts(benchmark::State& state, int n, const Capacity& c)
@@ -235,14 +242,7 @@ void searchTextPeer(benchmark::State& state)
     std::vector<std::string> probes;
     for (size_t i = 0; i < words.size(); i += 7)
         probes.push_back(words[i]);
-    size_t i = 0, found = 0;
-    for (auto _ : state) {
-        found += set.find(probes[i]) != set.end();
-        if (++i == probes.size())
-            i = 0;
-    }
-    benchmark::DoNotOptimize(found);
-    state.SetItemsProcessed(state.iterations());
+    findInTurn(state, set, probes);
 }
 
 // The peer with the tree's storage of a text key: the set holds pointers to
@@ -296,18 +296,11 @@ void searchTextKeyObjectsPeer(benchmark::State& state)
     std::vector<TextKeyObject*> probes;
     for (size_t i = 0; i < words.size(); i += 7)
         probes.push_back(newTextKeyObject(words[i]));
-    size_t i = 0, found = 0;
-    for (auto _ : state) {
-        found += set.find(probes[i]) != set.end();
-        if (++i == probes.size())
-            i = 0;
-    }
-    benchmark::DoNotOptimize(found);
+    findInTurn(state, set, probes);
     for (TextKeyObject* p : probes)
         deleteTextKeyObject(p);
     for (TextKeyObject* k : set)
         deleteTextKeyObject(k);
-    state.SetItemsProcessed(state.iterations());
 }
 
 void addText(benchmark::State& state, bool normalizer)
