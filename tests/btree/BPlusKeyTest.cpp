@@ -350,6 +350,7 @@ TEST(CompositeData, HolderReplacesPlainDataAndKeepsItsSize)
 {
     CountingData::deleted = 0;
     Composite k(BPlusCompositeKey::New(I(1), I(2), nullptr));
+    EXPECT_EQ(k->GetData(0), nullptr) << "no holder yet";
     k->SetData(new CountingData(true));
     CountingData kept(false), late(false);
     k->SetData(1, &kept);

@@ -235,6 +235,9 @@ TEST(BPlusNodeMisuse, WaysThatEndWithoutANode)
 {
     BPlusNode empty;
     EXPECT_EQ(empty.GetFirstLeaf(), nullptr) << "index node without pointers";
+    Key key(I(1));
+    EXPECT_FALSE(empty.InsertLeaf(key.get())) << "InsertLeaf on an index node";
+    EXPECT_EQ(empty.GetKeyCount(), 0) << "InsertLeaf on an index node";
     BPlusNode leaf;
     leaf.SetLeafNode(true);
     Key probe(I(4));

@@ -116,6 +116,9 @@ TEST(CoreLogFileName, DefaultsDatePidAndCut)
     EXPECT_EQ(getLogFileName(nullptr, dir, "app", ext, false, false), -1);
     getLogFileName(path, nullptr, nullptr, ext, false, false);
     EXPECT_STREQ(path, "./zarncrt.txt");
+    char emptyDir[] = "", emptyExt[] = "";
+    getLogFileName(path, emptyDir, "app", emptyExt, false, false);
+    EXPECT_STREQ(path, "./app.log") << "empty directory and extension";
     getLogFileName(path, dir, "", nullptr, false, true);
     EXPECT_EQ(std::string(path), "/tmp/zarncrt-" + std::to_string(getpid()) + ".log");
     EXPECT_EQ(getLogFileName(path, dir, "app", ext, true, false), 21);  // "/tmp/app-YYYYMMDD.txt"

@@ -317,4 +317,7 @@ TEST(StringBufferWriteBuffer, ReleaseKeepsUpToTheFirstNulOrTheCountWithinItsSize
     std::memcpy(b.getBufferSetLength(4), "wxyz", 4);  // filled up, unterminated
     b.releaseBuffer(true, 100);
     EXPECT_EQ(text(b), "wxyz") << "a count beyond the size handed out";
+    std::memcpy(b.getBufferSetLength(4), "abcd", 4);
+    b.releaseBuffer(true, -1);
+    EXPECT_EQ(text(b), "abcd") << "-1 on an unterminated fill";
 }
