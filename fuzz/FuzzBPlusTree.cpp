@@ -22,8 +22,8 @@ constexpr int kMaxSteps = 600;
 std::string checkPrinted(treemodel::TreeDriver& driver)
 {
     CStringBuffer out, wanted;
-    driver.root()->PrintNode(out, 0);
-    for (auto const& entry : driver.model()) {
+    driver.root->PrintNode(out, 0);
+    for (auto const& entry : driver.model) {
         entry.second->PrintKey(wanted);
         wanted.append("\n", 1);
     }

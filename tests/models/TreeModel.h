@@ -55,19 +55,19 @@ inline BPlusKey* makeKey(KeyKind kind, int value, bool stored)
 {
     char text[16];
     const int low = (value % 8 + 8) % 8;
-    if (kind == KeyKind::Integer) {
-        return BPlusKey::NewIntegerKey(value);
+    switch (kind) {
+        case KeyKind::Integer:
+            return BPlusKey::NewIntegerKey(value);
+        case KeyKind::Number:
+            return BPlusKey::NewNumberKey(value * 0.25);
+        case KeyKind::Text:
+            std::snprintf(text, sizeof text, "%c%07d", stored ? 'k' : 'K', 5000000 + value);
+            return BPlusKey::NewCharKey(text);
+        default:
+            std::snprintf(text, sizeof text, "%d", low);
+            return BPlusCompositeKey::New(BPlusKey::NewIntegerKey((value - low) / 8),
+                                          BPlusKey::NewCharKey(text), nullptr);
     }
-    if (kind == KeyKind::Number) {
-        return BPlusKey::NewNumberKey(value * 0.25);
-    }
-    if (kind == KeyKind::Text) {
-        std::snprintf(text, sizeof text, "%c%07d", stored ? 'k' : 'K', 5000000 + value);
-        return BPlusKey::NewCharKey(text);
-    }
-    std::snprintf(text, sizeof text, "%d", low);
-    return BPlusCompositeKey::New(BPlusKey::NewIntegerKey((value - low) / 8),
-                                  BPlusKey::NewCharKey(text), nullptr);
 }
 
 // A new empty root whose nodes hold m (3..32) pointers: key size 1000,
@@ -88,30 +88,22 @@ inline std::string say(char const* what, long a, long b = 0)
     return line;
 }
 
-class TreeDriver {
-public:
-    TreeDriver(int capacity, KeyKind kind) : kind_(kind), root_(newRoot(capacity)) {}
+// The tree (root) and the model (model) are open to read; change them only
+// through the operations.
+struct TreeDriver {
+    TreeDriver(int capacity, KeyKind kind) : kind(kind), root(newRoot(capacity)) {}
     ~TreeDriver()
     {
-        BPlusNode::DeleteTree(root_);
+        BPlusNode::DeleteTree(root);
     }
     TreeDriver(TreeDriver const&) = delete;
     TreeDriver& operator=(TreeDriver const&) = delete;
 
-    BPlusNode* root() const
-    {
-        return root_;
-    }
-    std::map<int, BPlusKey*> const& model() const
-    {
-        return model_;
-    }
-
     std::string add(int value)
     {
         BPlusKey* key = stored(value);
-        root_ = root_->Add(key, false);
-        if (!model_.emplace(value, key).second) {
+        root = root->Add(key, false);
+        if (!model.emplace(value, key).second) {
             delete key;  // refused as a duplicate: still ours
         }
         return search(value);
@@ -121,21 +113,21 @@ public:
     std::string remove(int value, bool takeBack)
     {
         BPlusKey* out = nullptr;
-        root_ = root_->Remove(probe(value).get(), takeBack ? &out : nullptr);
-        auto it = model_.find(value);
-        const bool right = out == (it == model_.end() || !takeBack ? nullptr : it->second);
+        root = root->Remove(probe(value).get(), takeBack ? &out : nullptr);
+        auto it = model.find(value);
+        const bool right = out == (it == model.end() || !takeBack ? nullptr : it->second);
         delete out;
-        if (it != model_.end()) {
-            model_.erase(it);
+        if (it != model.end()) {
+            model.erase(it);
         }
         return right ? search(value) : say("remove %ld: handed back the wrong key", value);
     }
 
     std::string search(int value)
     {
-        BPlusKey* found = root_->Search(probe(value).get());
-        auto it = model_.find(value);
-        if (found == (it == model_.end() ? nullptr : it->second)) {
+        BPlusKey* found = root->Search(probe(value).get());
+        auto it = model.find(value);
+        if (found == (it == model.end() ? nullptr : it->second)) {
             return "";
         }
         return say("search %ld: ", value) + (found ? "wrong or unexpected key" : "missing");
@@ -146,20 +138,20 @@ public:
     // is not empty must be refused.
     std::string bulk(int first, int count, int step, bool shuffled)
     {
-        const bool accepted = model_.empty() && (!shuffled || count < 2);
+        const bool accepted = model.empty() && (!shuffled || count < 2);
         std::vector<BPlusKey*> keys;
         for (int i = 0; i < count; ++i) {
             const bool swapped = shuffled && (i == 0 || i == count - 1);
             keys.push_back(stored(first + (swapped ? count - 1 - i : i) * step));
         }
-        BPlusNode* root = root_->BuildFromSorted(keys.data(), count);
-        if (root != root_ && !accepted) {
+        BPlusNode* built = root->BuildFromSorted(keys.data(), count);
+        if (built != root && !accepted) {
             return say("bulk of %ld keys: refused but the root changed", count);
         }
-        root_ = root;
+        root = built;
         for (int i = 0; i < count; ++i) {
             if (accepted) {
-                model_.emplace(first + i * step, keys[size_t(i)]);
+                model.emplace(first + i * step, keys[size_t(i)]);
             } else {
                 delete keys[size_t(i)];
             }
@@ -171,20 +163,20 @@ public:
     // steps keys forward or backward, comparing each key with the model.
     std::string walk(int mode, int from, int steps, bool forward)
     {
-        BPlusCursor cursor(root_);
+        BPlusCursor cursor(root);
         bool on = mode == 0 ? cursor.Seek(probe(from).get())
                             : (mode == 1 ? cursor.First() : cursor.Last());
-        auto it = mode == 0 ? model_.lower_bound(from) : model_.begin();
-        it = mode == 2 && !model_.empty() ? std::prev(model_.end()) : it;
+        auto it = mode == 0 ? model.lower_bound(from) : model.begin();
+        it = mode == 2 && !model.empty() ? std::prev(model.end()) : it;
         for (int i = 0;; ++i) {
-            BPlusKey* expected = it == model_.end() ? nullptr : it->second;
+            BPlusKey* expected = it == model.end() ? nullptr : it->second;
             if (on != (expected != nullptr) || cursor.Key() != expected) {
                 return say("cursor mode %ld: wrong key after %ld moves", mode, i);
             }
             if (i == steps || expected == nullptr) {
                 return "";
             }
-            it = forward ? std::next(it) : (it == model_.begin() ? model_.end() : std::prev(it));
+            it = forward ? std::next(it) : (it == model.begin() ? model.end() : std::prev(it));
             on = forward ? cursor.Next() : cursor.Prev();
         }
     }
@@ -194,57 +186,51 @@ public:
     std::string check(bool deep)
     {
         CStringBuffer problems;
-        if (!root_->VerifyTree(problems)) {
+        if (!root->VerifyTree(problems)) {
             return std::string("VerifyTree: ") + problems.getBufferPointer();
         }
-        if (CountedData::live != static_cast<long>(model_.size())) {
-            return say("%ld live data objects for %ld keys", CountedData::live, model_.size());
+        if (CountedData::live != static_cast<long>(model.size())) {
+            return say("%ld live data objects for %ld keys", CountedData::live, model.size());
         }
-        auto it = model_.begin();
-        for (BPlusNode* leaf = root_->GetFirstLeaf(); leaf; leaf = leaf->GetNextLeaf()) {
+        auto it = model.begin();
+        for (BPlusNode* leaf = root->GetFirstLeaf(); leaf; leaf = leaf->GetNextLeaf()) {
             for (int i = 0; i < leaf->GetKeyCount(); ++i) {
-                if (it == model_.end() || leaf->GetKey(i) != (it++)->second) {
+                if (it == model.end() || leaf->GetKey(i) != (it++)->second) {
                     return "leaf chain differs from the model";
                 }
             }
         }
-        if (it != model_.end()) {
-            return "leaf chain differs from the model";
+        std::string problem = it == model.end() ? "" : "leaf chain differs from the model";
+        for (it = model.begin(); deep && problem.empty() && it != model.end(); ++it) {
+            problem = search(it->first);
         }
-        for (it = model_.begin(); deep && it != model_.end(); ++it) {
-            std::string problem = search(it->first);
-            if (!problem.empty()) {
-                return problem;
-            }
-        }
-        return "";
+        return problem;
     }
 
     // Releases the tree; every stored key's data must go with it.
     std::string finish()
     {
-        BPlusNode::DeleteTree(root_);
-        root_ = nullptr;
-        model_.clear();
+        BPlusNode::DeleteTree(root);
+        root = nullptr;
+        model.clear();
         return CountedData::live == 0 ? ""
                                       : say("%ld data alive after DeleteTree", CountedData::live);
     }
 
-private:
     BPlusKey* stored(int value) const
     {
-        BPlusKey* key = makeKey(kind_, value, true);
+        BPlusKey* key = makeKey(kind, value, true);
         key->SetData(new CountedData);
         return key;
     }
     std::unique_ptr<BPlusKey> probe(int value) const
     {
-        return std::unique_ptr<BPlusKey>(makeKey(kind_, value, false));
+        return std::unique_ptr<BPlusKey>(makeKey(kind, value, false));
     }
 
-    KeyKind kind_;
-    BPlusNode* root_;
-    std::map<int, BPlusKey*> model_;
+    KeyKind const kind;
+    BPlusNode* root;
+    std::map<int, BPlusKey*> model;
 };
 
 // One randomized operation, chosen by choice, on values around value.
@@ -253,7 +239,7 @@ private:
 // absent ones.
 inline std::string step(TreeDriver& driver, unsigned choice, int value, unsigned extra)
 {
-    auto const& model = driver.model();
+    auto const& model = driver.model;
     choice %= 12;
     if (choice < 4) {
         return driver.add(value);
@@ -268,18 +254,16 @@ inline std::string step(TreeDriver& driver, unsigned choice, int value, unsigned
         return driver.walk(static_cast<int>(extra % 3), value, static_cast<int>(extra % 101),
                            (extra & 8) != 0);
     }
-    if (choice == 10) {
-        // Empty the tree now and then, so that bulk loads get their turn.
-        while (!model.empty() && (extra & 4) != 0) {
-            std::string problem = driver.remove(model.begin()->first, false);
-            if (!problem.empty()) {
-                return problem;
-            }
-        }
+    // Empty the tree now and then, so that bulk loads get their turn.
+    std::string problem;
+    while (choice == 10 && problem.empty() && !model.empty() && (extra & 4) != 0) {
+        problem = driver.remove(model.begin()->first, false);
+    }
+    if (choice == 10 && problem.empty()) {
         return driver.bulk(value, static_cast<int>(extra % 400), 1 + static_cast<int>(extra % 3),
                            extra % 7 == 0);
     }
-    return driver.remove(value, (extra & 1) != 0);
+    return problem.empty() ? driver.remove(value, (extra & 1) != 0) : problem;
 }
 
 }  // namespace treemodel
