@@ -7,7 +7,6 @@
 #include <climits>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <random>
@@ -18,7 +17,6 @@
 #include "btree/BPlusNode.h"
 #include "btree/KeyTestSupport.h"
 #include "containers/Stacks.h"
-#include "models/TreeModel.h"
 
 namespace {
 
@@ -36,7 +34,7 @@ std::string Problems(BPlusNode* root)
 {
     CStringBuffer problems;
     root->VerifyTree(problems);
-    return std::string(problems.getBufferPointer(), static_cast<size_t>(problems.length()));
+    return str(problems);
 }
 
 TEST(BPlusNodeCapacity, FloatingPointStepsDecideM)
@@ -55,9 +53,10 @@ TEST(BPlusNodeCapacity, FloatingPointStepsDecideM)
     }
 }
 
-// A tree of capacity m bulk loaded with the keys 1 to bulk, keys added one
-// by one, then one key removed (0: none) must have the shape shown and be
-// sound. The removals take separators (2, 4) and keys whose bound is a clone.
+// A tree of capacity m bulk loaded with the keys 1 to bulk (keeping its root),
+// keys added one by one, then one key removed (0: none) must have the shape
+// shown and match the model. The removals take separators (2, 4) and keys
+// whose bound is a clone.
 TEST(BPlusNodeShapes, WorkedExamplesOfAddsRemovalsAndBulkLoads)
 {
     struct {
@@ -102,20 +101,16 @@ TEST(BPlusNodeShapes, WorkedExamplesOfAddsRemovalsAndBulkLoads)
     };
     for (auto const& c : cases) {
         SCOPED_TRACE(testing::Message() << "case " << &c - cases << ": " << c.shape);
-        BPlusNode* root = treemodel::newRoot(c.m);
-        std::vector<BPlusKey*> keys;
-        for (int k = 1; k <= c.bulk; ++k) {
-            keys.push_back(I(k));
-        }
-        EXPECT_EQ(c.bulk > 0 ? root->BuildFromSorted(keys.data(), c.bulk) : root, root);
+        TreeDriver tree(c.m, KeyKind::Integer);
+        BPlusNode* const root = tree.root;
+        EXPECT_EQ(tree.bulk(1, c.bulk, 1, false), "");
+        EXPECT_EQ(tree.root, root);
         for (int k : c.added) {
-            root = root->Add(I(k), false);
+            EXPECT_EQ(tree.add(k), "");
         }
-        Key probe(I(c.removed));
-        root = c.removed != 0 ? root->Remove(probe.get(), nullptr) : root;
-        EXPECT_EQ(shape(root), c.shape);
-        EXPECT_EQ(Problems(root), "");
-        BPlusNode::DeleteTree(root);
+        EXPECT_EQ(c.removed != 0 ? tree.remove(c.removed, false) : "", "");
+        EXPECT_EQ(shape(tree.root), c.shape);
+        EXPECT_EQ(tree.check(true), "");
     }
 }
 
@@ -277,15 +272,11 @@ TEST_F(BPlusNodePrint, LevelsIndentTwoSpacesUpTo4095)
 
 TEST_F(BPlusNodePrint, ToStream)
 {
-    char* data = nullptr;
-    size_t size = 0;
-    FILE* out = open_memstream(&data, &size);
-    root->PrintNode(out, 0);
-    std::fclose(out);
+    testing::internal::CaptureStdout();
+    root->PrintNode(stdout, 0);
     root->PrintNode(static_cast<FILE*>(nullptr), 0);  // no stream: nothing written
     root->GetKey(0)->PrintKey(static_cast<FILE*>(nullptr));
-    EXPECT_EQ(std::string(data, size), expected);
-    std::free(data);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), expected);
 }
 
 // A slot within the key count that holds no key (only a damaged node has
@@ -382,17 +373,15 @@ TEST_P(BPlusTreeModel, RandomOperationsForEveryCapacity)
     }
 }
 
-std::string KindName(testing::TestParamInfo<std::pair<KeyKind, int>> const& info)
-{
-    return std::vector<std::string>{"Integer", "Number", "Text", "Composite"}.at(
-        static_cast<std::size_t>(info.param.first));
-}
-
+// The names of the key kinds (parenthesized: the braces hold commas).
 INSTANTIATE_TEST_SUITE_P(KeyKinds, BPlusTreeModel,
                          testing::Values(std::pair(KeyKind::Integer, 400),
                                          std::pair(KeyKind::Number, 150),
                                          std::pair(KeyKind::Text, 150),
                                          std::pair(KeyKind::Composite, 150)),
-                         KindName);
+                         ([](auto const& info) {
+                             char const* names[] = {"Integer", "Number", "Text", "Composite"};
+                             return std::string(names[static_cast<int>(info.param.first)]);
+                         }));
 
 }  // namespace

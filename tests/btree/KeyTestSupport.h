@@ -15,6 +15,7 @@
 
 using Key = std::unique_ptr<BPlusKey>;
 using Composite = std::unique_ptr<BPlusCompositeKey>;
+using CountingData = treemodel::CountedData;
 
 inline BPlusKey* I(int value)
 {
@@ -31,6 +32,11 @@ template <typename A, typename B>
 int cmp(A const& a, B const& b)
 {
     return BPlusKey::Compare(&*a, b == nullptr ? nullptr : &*b);
+}
+
+inline std::string str(CStringBuffer& buffer)
+{
+    return std::string(buffer.getBufferPointer(), static_cast<size_t>(buffer.length()));
 }
 
 // A key's whole state on one line: type, integer and number fields, text
@@ -52,14 +58,14 @@ inline std::string printed(BPlusKey& key, char const* before = "")
 {
     CStringBuffer out(before);
     key.PrintKey(out);
-    return std::string(out.getBufferPointer(), static_cast<size_t>(out.length()));
+    return str(out);
 }
 
 inline std::string printed(BPlusNode* node, int level = 0)
 {
     CStringBuffer out;
     node->PrintNode(out, level);
-    return std::string(out.getBufferPointer(), static_cast<size_t>(out.length()));
+    return str(out);
 }
 
 // The tree as I[keys](children) / L[keys], read back from the printed text:
@@ -98,7 +104,5 @@ inline BPlusNode* grow(std::vector<int> const& keys)
     }
     return root;
 }
-
-using CountingData = treemodel::CountedData;
 
 #endif
