@@ -88,8 +88,7 @@ inline std::string say(char const* what, long a, long b = 0)
     return line;
 }
 
-// The tree (root) and the model (model) are open to read; change them only
-// through the operations.
+// root and model are open to read; only the operations change them.
 struct TreeDriver {
     TreeDriver(int capacity, KeyKind kind) : kind(kind), root(newRoot(capacity)) {}
     ~TreeDriver()
@@ -240,8 +239,7 @@ struct TreeDriver {
 inline std::string step(TreeDriver& driver, unsigned choice, int value, unsigned extra)
 {
     auto const& model = driver.model;
-    choice %= 12;
-    if (choice < 4) {
+    if ((choice %= 12) < 4) {
         return driver.add(value);
     }
     if (choice < 7 && !model.empty() && (extra & 2) != 0) {
