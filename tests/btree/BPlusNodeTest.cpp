@@ -104,7 +104,7 @@ TEST(BPlusNodeShapes, WorkedExamplesOfAddsRemovalsAndBulkLoads)
         TreeDriver tree(c.m, KeyKind::Integer);
         BPlusNode* const root = tree.root;
         EXPECT_EQ(tree.bulk(1, c.bulk, 1, false), "");
-        EXPECT_EQ(tree.root, root);
+        EXPECT_EQ(tree.root, root) << "a bulk load keeps the root";
         for (int k : c.added) {
             EXPECT_EQ(tree.add(k), "");
         }
