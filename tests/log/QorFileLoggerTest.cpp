@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstring>
@@ -13,6 +14,7 @@
 #include <fstream>
 #include <random>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "log/QorFileLogger.h"
@@ -62,9 +64,7 @@ protected:
     // What was written since the last call.
     std::string written()
     {
-        const std::string text(data + seen, size - seen);
-        seen = size;
-        return text;
+        return std::string(data + std::exchange(seen, size), data + size);
     }
     char* data = nullptr;
     size_t size = 0, seen = 0;
@@ -184,11 +184,9 @@ TEST(LoggerStreams, OnlyOwnedFileStreamsAreClosed)
 
 TEST_F(LoggerFiles, SetFileByPathNeedsAThreshold)
 {
-    char ext[20] = "";
     EXPECT_FALSE(log.SetFile((dir + "a.log").c_str(), "w"));
-    EXPECT_FALSE(log.CompleteFile(&dir[0], "b", ext, "w", false, false));
-    EXPECT_FALSE(std::filesystem::exists(dir + "a.log"));
-    EXPECT_FALSE(std::filesystem::exists(dir + "b.log"));
+    EXPECT_FALSE(log.CompleteFile(&dir[0], "b", nullptr, "w", false, false));
+    EXPECT_TRUE(std::filesystem::is_empty(dir)) << "no file made";
 }
 
 TEST_F(LoggerFiles, CompleteFileNamesTheFileAndReturnsTheExtension)
@@ -252,9 +250,7 @@ TEST_F(LoggerFiles, RecordsOfEightThreadsNeverInterleave)
         const size_t at = line.find("WARNING] worker: #");
         ASSERT_TRUE(at == 1 || at == 21) << "after a date or none: " << line;
         const std::string record = line.substr(at + 18);
-        const int t = std::atoi(record.c_str());
-        ASSERT_GE(t, 1) << line;
-        ASSERT_LE(t, kThreads) << line;
+        const int t = std::clamp(std::atoi(record.c_str()), 0, kThreads);  // 0: no thread's
         ASSERT_EQ(record, std::to_string(t) + " record " + std::to_string(next[t]++) + tail);
     }
     EXPECT_EQ(lines, kThreads * kRecords);

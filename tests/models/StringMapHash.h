@@ -23,12 +23,9 @@ inline int referenceHash(std::string const& key)
     std::string area = "\x11" + key;
     area.resize(key.size() / 4 * 4 + 4, '\x11');
     std::vector<std::int32_t> w(area.size() / 4);
-    for (std::size_t k = 0; k < w.size(); ++k) {
-        std::uint32_t word = 0;
-        for (std::size_t b = 4; b-- > 0;) {
-            word = word << 8 | static_cast<unsigned char>(area[4 * k + b]);
-        }
-        w[k] = static_cast<std::int32_t>(word);
+    for (std::size_t k = 0; k < area.size(); ++k) {
+        w[k / 4] = std::int32_t(std::uint32_t(w[k / 4]) |
+                                std::uint32_t(static_cast<unsigned char>(area[k])) << (k % 4 * 8));
     }
     auto middle = [](std::int64_t x) { return std::int32_t(std::uint64_t(x) >> 16); };
     const std::size_t m = w.size();
@@ -62,26 +59,22 @@ struct Table {
         slots.assign(static_cast<std::size_t>(std::max(n, 32)), {});
         collisions = 0;
     }
-    std::vector<Item>& slotOf(int hash)
-    {
-        return slots[static_cast<std::size_t>(hash) % slots.size()];
-    }
-    void place(Item item)
-    {
-        std::vector<Item>& slot = slotOf(item.hash);
-        collisions += slot.empty() ? 0 : 1;
-        slot.push_back(std::move(item));
-    }
     // The growth step: every item re-inserted, slot by slot, in list order.
     void resize(int n)
     {
         std::vector<std::vector<Item>> old = std::move(slots);
         init(n);
-        for (std::vector<Item>& slot : old) {
+        for (auto& slot : old) {
             for (Item& item : slot) {
                 place(std::move(item));
             }
         }
+    }
+    void place(Item item)
+    {
+        auto& slot = slots[static_cast<std::size_t>(item.hash) % slots.size()];
+        collisions += slot.empty() ? 0 : 1;
+        slot.push_back(std::move(item));
     }
     void insert(std::string const& key, void* value)
     {
@@ -93,10 +86,11 @@ struct Table {
         }
         place({key, value, referenceHash(key)});
     }
-    // The position in its slot of the first item a lookup finds, or -1.
+    // The slot a lookup searches and the position in it of the first match, or -1.
     std::pair<std::vector<Item>*, int> find(std::string const& key, bool textForm)
     {
-        std::vector<Item>* slot = slots.empty() ? nullptr : &slotOf(referenceHash(key));
+        auto* slot =
+            slots.empty() ? nullptr : &slots[std::size_t(referenceHash(key)) % slots.size()];
         for (std::size_t i = 0; slot != nullptr && i < slot->size(); ++i) {
             std::string const& stored = (*slot)[i].key;
             if (textForm ? std::strcmp(stored.c_str(), key.c_str()) == 0 : stored == key) {

@@ -104,13 +104,13 @@ inline std::string subStr(std::string const& source, int start, int count)
     return from < source.size() ? source.substr(from, count < 0 ? std::string::npos : count) : "";
 }
 
-// The shortest text that reads back as value, as append(double) writes it.
+// The shortest text that reads back as value, as append(double) writes it;
+// to_chars writes nan, inf and -inf too.
 inline std::string doubleText(double value)
 {
     char scratch[64];
-    return std::isnan(value) ? "nan"
-           : std::isinf(value)
-               ? (value < 0 ? "-inf" : "inf")
+    return std::isnan(value)
+               ? "nan"
                : std::string(scratch, std::to_chars(scratch, scratch + 64, value).ptr);
 }
 

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-
 #include <climits>
 #include <cstdarg>
 #include <cstring>
@@ -192,22 +191,18 @@ TEST_F(StringBufferModel, SearchesMatchModel)
               const char c = arg.empty() ? '\0' : arg[0];
               const int at = position(), n = int(pick(arg.size() + 2)) - 1;
               const bool noCase = pick(2) == 1;
-              EXPECT_EQ(b->find(c, at, noCase), textmodel::find(m.text, at, c, noCase))
-                  << "find('" << c << "', " << at << ", " << noCase << ") in " << m.text;
-              EXPECT_EQ(b->find(arg.c_str(), at, noCase), textmodel::find(m.text, at, arg, noCase))
-                  << "find(\"" << arg << "\", " << at << ", " << noCase << ") in " << m.text;
-              EXPECT_EQ(b->findReverse(c, noCase), textmodel::findReverse(m.text, c, noCase))
-                  << "findReverse('" << c << "', " << noCase << ") in " << m.text;
+              SCOPED_TRACE("text \"" + m.text + "\", argument \"" + arg + "\", position " +
+                           std::to_string(at) + ", count " + std::to_string(n) +
+                           (noCase ? ", no case" : ", case"));
+              EXPECT_EQ(b->find(c, at, noCase), textmodel::find(m.text, at, c, noCase)) << "char";
+              EXPECT_EQ(b->find(arg.c_str(), at, noCase), textmodel::find(m.text, at, arg, noCase));
+              EXPECT_EQ(b->findReverse(c, noCase), textmodel::findReverse(m.text, c, noCase));
               EXPECT_EQ(b->endsWith(arg.data(), n, noCase),
-                        textmodel::endsWith(m.text, arg.data(), n, noCase))
-                  << "endsWith(\"" << arg << "\", " << n << ", " << noCase << ") of " << m.text;
+                        textmodel::endsWith(m.text, arg.data(), n, noCase));
               const int order = b->compareNoCase(arg.c_str());
-              EXPECT_EQ((order > 0) - (order < 0), textmodel::compareNoCase(m.text, arg))
-                  << "compareNoCase: " << m.text << " / " << arg;
-              EXPECT_EQ(b->equals(arg.c_str()), textmodel::compareNoCase(m.text, arg) == 0)
-                  << "equals: " << m.text << " / " << arg;
-              EXPECT_EQ(*b == other.set(arg.data(), int(arg.size())), m.text == arg)
-                  << m.text << " == " << arg;
+              EXPECT_EQ((order > 0) - (order < 0), textmodel::compareNoCase(m.text, arg));
+              EXPECT_EQ(b->equals(arg.c_str()), textmodel::compareNoCase(m.text, arg) == 0);
+              EXPECT_EQ(*b == other.set(arg.data(), int(arg.size())), m.text == arg) << "==";
           }},
          {"copyTo", [this] {
               char dest[320] = "Q";  // left as it is below size 1
@@ -263,8 +258,7 @@ TEST(StringBufferBlocks, SizesBelowOneAndNullBlocks)
 
 TEST(StringBufferAttach, NullClearsAndKeepsTheStorage)
 {
-    CStringBuffer b;
-    b.set("abc", -1);
+    CStringBuffer b("abc");
     const int size = b.bufLength();
     b.attach(nullptr, 5, 5);
     EXPECT_EQ(text(b), "");
@@ -294,8 +288,7 @@ TEST(StringBufferWriteBuffer, SizeBelowOneGivesTheGrowthStepAndASecondReleasesTh
 
 TEST(StringBufferWriteBuffer, DetachLeavesItToTheCaller)
 {
-    CStringBuffer b;
-    b.set("abc", -1);
+    CStringBuffer b("abc");
     char* write = b.getBufferSetLength(8);
     char* block = b.detach();
     EXPECT_STREQ(block, "abc");
