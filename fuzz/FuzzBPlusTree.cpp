@@ -7,6 +7,7 @@
 // DeleteTree must release every stored key, and so its data, exactly once.
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <sstream>
 #include <string>
 
@@ -16,6 +17,38 @@
 namespace {
 
 constexpr int kMaxSteps = 600;
+
+// One randomized operation, chosen by choice, on values around value.
+// extra picks the variant (taking the removed key back, cursor mode,
+// direction and length, bulk shape). Stored keys are removed as often as
+// absent ones.
+std::string step(treemodel::TreeDriver& driver, unsigned choice, int value, unsigned extra)
+{
+    auto const& model = driver.model;
+    if ((choice %= 12) < 4) {
+        return driver.add(value);
+    }
+    if (choice < 7 && !model.empty() && (extra & 2) != 0) {
+        value = std::next(model.begin(), static_cast<long>(extra % model.size()))->first;
+    }
+    if (choice == 7) {
+        return driver.search(value);
+    }
+    if (choice == 8 || choice == 9) {
+        return driver.walk(static_cast<int>(extra % 3), value, static_cast<int>(extra % 101),
+                           (extra & 8) != 0);
+    }
+    // Empty the tree now and then, so that bulk loads get their turn.
+    std::string problem;
+    while (choice == 10 && problem.empty() && !model.empty() && (extra & 4) != 0) {
+        problem = driver.remove(model.begin()->first, false);
+    }
+    if (choice == 10 && problem.empty()) {
+        return driver.bulk(value, static_cast<int>(extra % 400), 1 + static_cast<int>(extra % 3),
+                           extra % 7 == 0);
+    }
+    return problem.empty() ? driver.remove(value, (extra & 1) != 0) : problem;
+}
 
 // The printed tree has one header per node and one "| ptr=" line per child;
 // the "| key=" lines of its leaf blocks are the stored keys in order.
@@ -58,7 +91,7 @@ std::string runTree(FuzzInput& in)
         const unsigned choice = in.u8();
         const int value = in.range(-spread, spread);
         const unsigned extra = in.u16();
-        problem = treemodel::step(driver, choice, value, extra);
+        problem = step(driver, choice, value, extra);
         problem = problem.empty() ? driver.check(i % 32 == 0) : problem;
         problem = problem.empty() && i % 32 == 0 ? checkPrinted(driver) : problem;
     }

@@ -6,6 +6,7 @@
 // of ctime's shape when dates are on. Levels outside 0..5, reports above the
 // threshold and records without a stream write nothing; reports cut the
 // message to 8191 bytes.
+#include <algorithm>
 #include <cctype>
 #include <climits>
 #include <cstdint>
@@ -53,11 +54,15 @@ int drawLevel(FuzzInput& in)
     }
 }
 
-// Mostly short texts; now and then a long one, repeated from little input.
+// Mostly short texts; now and then a long one without NUL (so that it stays
+// long as a C text), repeated from little input.
 std::string drawText(FuzzInput& in, size_t usual, size_t rare)
 {
     const size_t limit = in.u8() % 16 == 0 ? rare : usual;
     std::string t = in.text(limit, kAlphabet, sizeof kAlphabet);
+    if (limit == rare) {
+        t.erase(std::remove(t.begin(), t.end(), '\0'), t.end());
+    }
     while (t.size() > 64 && t.size() < limit && in.flag()) {
         t += t;
     }

@@ -1,7 +1,8 @@
 // Tests of BPlusNode: capacity, the worked tree shapes of adds, removals and
 // bulk loads, duplicates, the descent, printing, nodes that are not valid or
-// are misused, VerifyTree on damaged trees, and randomized runs of all
-// operations against the shared model for every capacity and key kind.
+// are misused and VerifyTree on damaged trees. Random operations on trees of
+// every capacity and key kind run against the tree model in the tree fuzzer,
+// which ctest runs too (fuzz.FuzzBPlusTree).
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -9,7 +10,6 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -290,7 +290,7 @@ TEST(BPlusNodePrintDamaged, NullKeySlot)
     leaf.*Fields::kKeyCount = 0;
 }
 
-// That the tree is unchanged is checked by the randomized test.
+// That the tree is unchanged is checked by the tree fuzzer.
 TEST(BPlusNodeRemove, AbsentOrNullKeyChangesNothing)
 {
     BPlusNode* root = grow({1, 2, 3});
@@ -303,7 +303,7 @@ TEST(BPlusNodeRemove, AbsentOrNullKeyChangesNothing)
     BPlusNode::DeleteTree(root);
 }
 
-// Unsorted loads are refused in the randomized test.
+// Unsorted loads are refused in the tree fuzzer.
 TEST(BPlusNodeBulk, RefusesDuplicateNullAndNegativeLoads)
 {
     BPlusNode* root = new BPlusNode();
@@ -352,36 +352,5 @@ TEST(VerifyTreeDamage, EachDamageIsReported)
     }
     BPlusNode::DeleteTree(root);
 }
-
-// Interleaved Add, Remove, Search, cursor walks and bulk loads against the
-// model, with the whole tree checked after every step, for every capacity.
-class BPlusTreeModel : public testing::TestWithParam<std::pair<KeyKind, int>> {};
-
-TEST_P(BPlusTreeModel, RandomOperationsForEveryCapacity)
-{
-    const auto [kind, steps] = GetParam();
-    for (int m = 3; m <= 32; ++m) {
-        std::mt19937 random(static_cast<unsigned>(m * 31 + static_cast<int>(kind)));
-        TreeDriver driver(m, kind);
-        for (int i = 0; i < steps; ++i) {
-            const int value = static_cast<int>(random() % 300) - 150;
-            std::string problem = treemodel::step(driver, random(), value, random());
-            problem = problem.empty() ? driver.check(i % 64 == 0) : problem;
-            ASSERT_EQ(problem, "") << "M " << m << ", step " << i;
-        }
-        ASSERT_EQ(driver.finish(), "") << "M " << m;
-    }
-}
-
-// The names of the key kinds (parenthesized: the braces hold commas).
-INSTANTIATE_TEST_SUITE_P(KeyKinds, BPlusTreeModel,
-                         testing::Values(std::pair(KeyKind::Integer, 400),
-                                         std::pair(KeyKind::Number, 150),
-                                         std::pair(KeyKind::Text, 150),
-                                         std::pair(KeyKind::Composite, 150)),
-                         ([](auto const& info) {
-                             char const* names[] = {"Integer", "Number", "Text", "Composite"};
-                             return std::string(names[static_cast<int>(info.param.first)]);
-                         }));
 
 }  // namespace

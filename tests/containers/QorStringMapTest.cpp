@@ -1,3 +1,7 @@
+// QorStringMap by hand: the hash, buckets, items, release modes, NULL keys,
+// growth and the sizing promise. Random operation sequences in both key
+// forms are checked against the slot table model by the map fuzzer, which
+// ctest runs too (fuzz.FuzzStringMap).
 #include "containers/QorStringMap.h"
 
 #include <gtest/gtest.h>
@@ -156,60 +160,6 @@ TEST(QorStringMapGrowth, ResetsItemModes)
         EXPECT_EQ(static_cast<MapItem*>(list->get(i))->deallocate, eQorAllocNone) << "item " << i;
     }
     delete list;
-}
-
-// Inserts, removes, lookups, clears and resizes in both key forms against the
-// table model: after every step the slot and item counts agree, and now and
-// then allocList lists the model's items, slot by slot, in list order. A key
-// with a NUL inside goes through the buffer form only; the text form of a key
-// finds an item whose key continues after a NUL in the same slot.
-TEST(QorStringMapRandomized, MatchesTheTableModel)
-{
-    std::mt19937 rng(2024);
-    QorStringMap map(eQorAllocNone);
-    mapmodel::Table model;
-    int shrinks = 0;
-    for (long step = 1; step <= 30000; ++step) {
-        const bool withNul = rng() % 3 == 0;
-        const bool counted = withNul || rng() % 2 != 0;
-        const std::string key = "k" + std::to_string(rng() % 700) + (withNul ? "\0z"s : "");
-        CStringBuffer bytes = buffer(key);
-        const int before = map.size();
-        const unsigned op = rng() % 200;
-        if (op < 90) {
-            counted ? map.insert(bytes, V(step)) : map.insert(key.c_str(), V(step));
-            model.insert(key, V(step));
-        } else if (op < 140) {
-            counted ? map.remove(bytes) : map.remove(key.c_str());
-            model.remove(key, !counted);
-        } else if (op < 197) {
-            void* want = model.get(key, !counted);
-            ASSERT_EQ(counted ? map.get(bytes) : map[key.c_str()], want) << "step " << step;
-            ASSERT_EQ(counted ? map.exists(bytes) : map.exists(key.c_str()), want != nullptr);
-        } else if (op < 199) {
-            const int n = static_cast<int>(rng() % 2000);
-            map.resize(n);
-            model.resize(n);
-        } else {
-            const bool reinit = rng() % 2 != 0;
-            map.clear(reinit);
-            model.clear(reinit);
-        }
-        shrinks += op < 90 && map.size() < before ? 1 : 0;
-        ASSERT_EQ(map.size(), static_cast<int>(model.slots.size())) << "step " << step;
-        ASSERT_EQ(map.count(), model.count()) << "step " << step;
-        if (step % 250 == 0) {
-            QorPtrList* list = map.allocList();
-            const auto items = model.list();
-            ASSERT_EQ(list->size(), static_cast<int>(items.size())) << "step " << step;
-            for (int i = 0; i < list->size(); ++i) {
-                EXPECT_EQ(static_cast<MapItem*>(list->get(i))->value, items[std::size_t(i)]->value)
-                    << "step " << step << " item " << i;
-            }
-            delete list;
-        }
-    }
-    EXPECT_GT(shrinks, 0) << "no growth step made the table smaller";
 }
 
 // A map made with 8 * n slots, or given them by reserve(n) after some

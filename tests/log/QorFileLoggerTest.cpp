@@ -1,6 +1,7 @@
-// IQorLogger and QorFileLogger: records against the record model
-// (tests/models/TextModel.h) and by hand, thresholds, stream ownership,
-// files, and the lock shared by threads.
+// IQorLogger and QorFileLogger by hand: records, thresholds, stream
+// ownership, files, and the lock shared by threads. Random records of every
+// level, source and message are checked against the record model by the
+// record fuzzer, which ctest runs too (fuzz.FuzzLogRecord).
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -12,7 +13,6 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <random>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -109,26 +109,6 @@ TEST_F(LoggerRecord, RecordsReadLabelSourceLineAndMessage)
     EXPECT_EQ(
         written(),
         "[  ERROR] parser: #120 unexpected token\n[WARNING] #-3 w\n[   INFO] net: connected\n");
-}
-
-// Levels one past both ends, sources around the 511-character cut, line
-// feeds anywhere in the message; PrintLog does not cut the message.
-TEST_F(LoggerRecord, PrintLogWritesTheModelsRecord)
-{
-    std::mt19937 rng(5);
-    for (int i = 0; i < 3000; ++i) {
-        const std::string source(rng() % 4 ? rng() % 3 : 505 + rng() % 10, 's');
-        std::string message(rng() % 50 ? rng() % 6 : 9000, 'm');
-        for (char& c : message) {
-            c = "ab\n%"[rng() % 4];
-        }
-        char const* from = rng() % 4 == 0 ? nullptr : source.c_str();
-        const int level = static_cast<int>(rng() % 8) - 1, line = static_cast<int>(rng() % 3) - 1;
-        log.PrintLog(Level(level), from, line, message.c_str());
-        ASSERT_EQ(written(),
-                  level < 0 || level > 5 ? "" : textmodel::logRecord(level, from, line, message))
-            << "level " << level << ", line " << line << ", source " << source.size();
-    }
 }
 
 TEST_F(LoggerRecord, NullFormatOrTextGivesAnEmptyMessage)

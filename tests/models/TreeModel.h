@@ -232,38 +232,6 @@ struct TreeDriver {
     std::map<int, BPlusKey*> model;
 };
 
-// One randomized operation, chosen by choice, on values around value.
-// extra picks the variant (taking the removed key back, cursor mode,
-// direction and length, bulk shape). Stored keys are removed as often as
-// absent ones.
-inline std::string step(TreeDriver& driver, unsigned choice, int value, unsigned extra)
-{
-    auto const& model = driver.model;
-    if ((choice %= 12) < 4) {
-        return driver.add(value);
-    }
-    if (choice < 7 && !model.empty() && (extra & 2) != 0) {
-        value = std::next(model.begin(), static_cast<long>(extra % model.size()))->first;
-    }
-    if (choice == 7) {
-        return driver.search(value);
-    }
-    if (choice == 8 || choice == 9) {
-        return driver.walk(static_cast<int>(extra % 3), value, static_cast<int>(extra % 101),
-                           (extra & 8) != 0);
-    }
-    // Empty the tree now and then, so that bulk loads get their turn.
-    std::string problem;
-    while (choice == 10 && problem.empty() && !model.empty() && (extra & 4) != 0) {
-        problem = driver.remove(model.begin()->first, false);
-    }
-    if (choice == 10 && problem.empty()) {
-        return driver.bulk(value, static_cast<int>(extra % 400), 1 + static_cast<int>(extra % 3),
-                           extra % 7 == 0);
-    }
-    return problem.empty() ? driver.remove(value, (extra & 1) != 0) : problem;
-}
-
 }  // namespace treemodel
 
 #endif
