@@ -1,7 +1,8 @@
 // TextModel: what a CStringBuffer and a logger record must hold, computed on
-// std::string, for the text and log tests and their fuzzers alike. Texts may
-// hold NUL bytes; whatever reads a C text (searches, comparisons, print,
-// insert of a char pointer) sees visible(t). The C locale folds case.
+// std::string, for the text and log-record fuzzers (which ctest runs too) and
+// the core and logger tests. Texts may hold NUL bytes; whatever reads a C
+// text (searches, comparisons, print, insert of a char pointer) sees
+// visible(t). The C locale folds case.
 #ifndef ZARNCRT_TESTS_MODELS_TEXTMODEL_H
 #define ZARNCRT_TESTS_MODELS_TEXTMODEL_H
 
