@@ -25,10 +25,57 @@ using treemodel::TreeDriver;
 
 // The protected fields the damage tests reach into.
 struct Fields : BPlusNode {
+    using BPlusNode::m_pKeys;
+    using BPlusNode::m_pPointers;
     static constexpr int BPlusNode::*kKeyCount = &Fields::m_nKeyCount;
+    static constexpr int BPlusNode::*kPointerCount = &Fields::m_nPointerCount;
     static constexpr BPlusKey** BPlusNode::*kKeys = &Fields::m_pKeys;
     static constexpr BPlusNode* BPlusNode::*kNextLeaf = &Fields::m_pNextLeaf;
+    static constexpr BPlusNode* BPlusNode::*kPrevLeaf = &Fields::m_pPrevLeaf;
 };
+
+// Slot i of one of node's arrays (Fields::m_pKeys or Fields::m_pPointers).
+template <typename T>
+T*& at(BPlusNode* node, T** BPlusNode::*array, int i)
+{
+    return (node->*array)[i];
+}
+
+BPlusNode* child(BPlusNode* node, int i)
+{
+    return at(node, &Fields::m_pPointers, i);
+}
+
+// Puts value into place and returns what puts the old value back.
+template <typename T, typename V>
+std::function<void()> swapped(T& place, V value)
+{
+    T old = place;
+    place = value;
+    return [&place, old] { place = old; };
+}
+
+// Gives leaf key slot i the integer value, returning the repair.
+std::function<void()> revalued(BPlusNode* leaf, int i, int value)
+{
+    BPlusKey* key = leaf->GetKey(i);
+    const int old = key->GetIntValue();
+    key->SetKey(value);
+    return [key, old] { key->SetKey(old); };
+}
+
+std::string hex(void const* p)
+{
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%08x", unsigned(uintptr_t(p)));
+    return text;
+}
+
+// One VerifyTree line about a node (or, with what "key", a key object).
+std::string line(void const* object, std::string const& text, char const* what = "node")
+{
+    return std::string(what) + " " + hex(object) + ": " + text + "\n";
+}
 
 std::string Problems(BPlusNode* root)
 {
@@ -317,38 +364,132 @@ TEST(BPlusNodeBulk, RefusesDuplicateNullAndNegativeLoads)
     BPlusNode::DeleteTree(root);
 }
 
-// Each damage must be reported by a line naming it. Applying a damage twice
-// undoes it, so the tree is sound again before it is released. A shared
-// separator must be the last key of the leaf it bounds (DeleteTree relies on
-// it): putting the leaf's first key in its place breaks the rule.
-TEST(VerifyTreeDamage, EachDamageIsReported)
+// Every line VerifyTree can write, each made by one damage to the sound tree
+// I[2, 6](I[1](L[1], L[2]), I[4](L[3, 4], L[5, 6]), I[8, 10](L[7, 8], L[9, 10], L[11]))
+// and expected in full, node address and numbers included. Each damage
+// returns its repair; the tree must be sound again after it.
+TEST(VerifyTreeDamage, EveryReportLineHasItsDamage)
 {
     BPlusNode* root = grow({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11});
-    BPlusNode* pair = root->GetFirstLeaf();  // the first leaf of two keys
-    while (pair->GetKeyCount() < 2) {
-        pair = pair->GetNextLeaf();
+    ASSERT_EQ(shape(root),
+              "I[2, 6](I[1](L[1], L[2]), I[4](L[3, 4], L[5, 6]), "
+              "I[8, 10](L[7, 8], L[9, 10], L[11]))");
+    BPlusNode* const a = child(root, 0);
+    BPlusNode* const b = child(root, 1);
+    BPlusNode* const c = child(root, 2);
+    BPlusNode* const l1 = a->GetFirstLeaf();
+    BPlusNode* const l2 = l1->GetNextLeaf();
+    BPlusNode* const l3 = l2->GetNextLeaf();
+    BPlusNode* const l4 = l3->GetNextLeaf();
+    BPlusNode* const l5 = l4->GetNextLeaf();
+    BPlusNode* const l6 = l5->GetNextLeaf();
+    BPlusNode* const l7 = l6->GetNextLeaf();
+    BPlusNode invalid(66, 21, 1.0f);
+    BPlusNode otherCapacity(88, 12, 1.0f);
+    otherCapacity.SetLeafNode(true);
+    std::vector<std::unique_ptr<BPlusNode>> chain;  // 70 index nodes above L[1]
+    for (int i = 0; i < 70; ++i) {
+        chain.emplace_back(new BPlusNode());
+        at(chain.back().get(), &Fields::m_pPointers, 0) = i == 0 ? l1 : chain[size_t(i) - 1].get();
+        chain.back().get()->*Fields::kPointerCount = 1;
     }
-    BPlusNode* const next = pair->GetNextLeaf();
-    CPtrStack path;
-    root->Search(pair->GetKey(1), &path);
-    BPlusKey** separator = static_cast<BPlusNode*>(path.top())->*Fields::kKeys;
-    ASSERT_EQ(*separator, pair->GetKey(1)) << "the leaf's separator";
-    BPlusKey** keys = pair->*Fields::kKeys;
+    using Repair = std::function<void()>;
     struct {
-        char const* report;
-        std::function<void()> damage;
+        std::string line;
+        std::function<Repair()> damage;
     } const damages[] = {
-        {"keys not ascending", [&] { std::swap(keys[0], keys[1]); }},
-        {"leaf link", [&] { pair->*Fields::kNextLeaf = pair->GetNextLeaf() ? nullptr : next; }},
-        {"counts out of range", [&] { pair->*Fields::kKeyCount ^= 1; }},  // 2 and 3
-        {"does not end", [&] { *separator = keys[*separator == keys[1] ? 0 : 1]; }},
+        // chain[69] is at depth 2, so chain[6] is the first node below depth 64.
+        {line(chain[6].get(), "deeper than 64 levels"),
+         [&] { return swapped(at(a, &Fields::m_pPointers, 0), chain.back().get()); }},
+        {line(l6, "reached twice"), [&] { return swapped(at(c, &Fields::m_pPointers, 2), l6); }},
+        {line(&invalid, "not a valid node"),
+         [&] { return swapped(at(a, &Fields::m_pPointers, 0), &invalid); }},
+        {line(&otherCapacity, "capacity 4 differs from 3"),
+         [&] { return swapped(at(a, &Fields::m_pPointers, 0), &otherCapacity); }},
+        {line(l3, "counts out of range: 3 keys, 0 pointers"),
+         [&] { return swapped(l3->*Fields::kKeyCount, 3); }},
+        {line(l3, "key slot 1 NULL"),
+         [&] { return swapped(at(l3, &Fields::m_pKeys, 1), nullptr); }},
+        {line(l7, "key slot 1 not NULL"),
+         [&] { return swapped(at(l7, &Fields::m_pKeys, 1), l6->GetKey(0)); }},
+        {line(a, "pointer slot 1 NULL"),
+         [&] { return swapped(at(a, &Fields::m_pPointers, 1), nullptr); }},
+        {line(b, "pointer slot 2 not NULL"),
+         [&] { return swapped(at(b, &Fields::m_pPointers, 2), l1); }},
+        {line(root, "2 keys with 1 pointers"),
+         [&] {
+             Repair first = swapped(at(root, &Fields::m_pPointers, 2), nullptr);
+             Repair second = swapped(at(root, &Fields::m_pPointers, 1), nullptr);
+             Repair count = swapped(root->*Fields::kPointerCount, 1);
+             return [=] {
+                 count();
+                 second();
+                 first();
+             };
+         }},
+        {line(b, "not in open form: 1 keys with 1 pointers"),
+         [&] {
+             Repair slot = swapped(at(b, &Fields::m_pPointers, 1), nullptr);
+             Repair count = swapped(b->*Fields::kPointerCount, 1);
+             return [=] {
+                 count();
+                 slot();
+             };
+         }},
+        {line(a, "below half full: 1 pointers"),
+         [&] {
+             Repair key = swapped(at(a, &Fields::m_pKeys, 0), nullptr);
+             Repair keys = swapped(a->*Fields::kKeyCount, 0);
+             Repair slot = swapped(at(a, &Fields::m_pPointers, 1), nullptr);
+             Repair pointers = swapped(a->*Fields::kPointerCount, 1);
+             return [=] {
+                 pointers();
+                 slot();
+                 keys();
+                 key();
+             };
+         }},
+        {line(l3, "keys not ascending at slot 1"),
+         [&] {
+             std::swap(at(l3, &Fields::m_pKeys, 0), at(l3, &Fields::m_pKeys, 1));
+             return [=] { std::swap(at(l3, &Fields::m_pKeys, 0), at(l3, &Fields::m_pKeys, 1)); };
+         }},
+        {line(l3, "key slot 0 not above the lower bound"), [&] { return revalued(l3, 0, 2); }},
+        {line(l5, "key slot 0 above the bound"), [&] { return revalued(l5, 0, 9); }},
+        {line(l7, "leaf at depth 1, others at 2"),
+         [&] { return swapped(at(root, &Fields::m_pPointers, 2), l7); }},
+        {line(l7, "empty leaf"),
+         [&] {
+             Repair key = swapped(at(l7, &Fields::m_pKeys, 0), nullptr);
+             Repair count = swapped(l7->*Fields::kKeyCount, 0);
+             return [=] {
+                 count();
+                 key();
+             };
+         }},
+        {line(l3, "previous leaf link 0x00000000, expected " + hex(l2)),
+         [&] { return swapped(l3->*Fields::kPrevLeaf, nullptr); }},
+        {line(l3, "next leaf link 0x00000000, expected " + hex(l4)),
+         [&] { return swapped(l3->*Fields::kNextLeaf, nullptr); }},
+        {line(l7, "last leaf links on to " + hex(l1)),
+         [&] { return swapped(l7->*Fields::kNextLeaf, l1); }},
+        {line(a, "index node in the leaf chain"),
+         [&] { return swapped(a->*Fields::kNextLeaf, l1); }},
+        {line(l6->GetKey(1), "key object held by two leaf slots", "key"),
+         [&] { return swapped(at(l7, &Fields::m_pKeys, 0), l6->GetKey(1)); }},
+        {line(root->GetKey(1), "key object held by two index slots", "key"),
+         [&] { return swapped(at(c, &Fields::m_pKeys, 0), root->GetKey(1)); }},
+        {line(l3->GetKey(0), "index key also held by a leaf that it does not end", "key"),
+         [&] { return swapped(at(b, &Fields::m_pKeys, 0), l3->GetKey(0)); }},
     };
     ASSERT_EQ(Problems(root), "") << "undamaged";
     for (auto const& d : damages) {
-        d.damage();
-        EXPECT_NE(Problems(root).find(d.report), std::string::npos) << d.report;
-        d.damage();
-        ASSERT_EQ(Problems(root), "") << "repaired: " << d.report;
+        Repair repair = d.damage();
+        EXPECT_NE(Problems(root).find(d.line), std::string::npos)
+            << "expected: " << d.line << "got:\n"
+            << Problems(root);
+        repair();
+        ASSERT_EQ(Problems(root), "") << "repaired: " << d.line;
     }
     BPlusNode::DeleteTree(root);
 }
