@@ -178,7 +178,9 @@ public:
     // *ppRemoved receives it and the caller owns it. *ppRemoved is NULL when
     // no equal key was stored; the tree is then unchanged. NULL key or a root
     // that is not valid: nothing happens and this node is returned. Never
-    // allocates; nodes touched by the removal end at least half full.
+    // allocates. Every node the removal touches, other than the root and a
+    // root's only leaf, ends at least half full (floor(M/2) keys in a leaf,
+    // ceil(M/2) pointers in an index node).
     BPlusNode* Remove(BPlusKey* key, BPlusKey** ppRemoved);
     // Loads count keys, strictly ascending by BPlusKey::Compare, into this
     // empty root (a newly constructed node, which supplies the sizes) and
@@ -238,6 +240,10 @@ private:
 
     // Removal (BPlusNodeRemove.cpp). removed is the key leaving the tree:
     // never destroyed by these helpers, whichever slot it still occupies.
+    // The leaf for key below this root, recording the index nodes and child
+    // slots on the way (at most 40 levels); NULL when there is none.
+    ZARNCRT_HIDDEN BPlusNode* FindRemovalLeaf(BPlusKey* key, BPlusNode** parents,
+                                              int* childSlots, int* depth);
     // True when this node, not being the root, holds fewer than its minimum.
     ZARNCRT_HIDDEN bool IsBelowMinimum();
     // Takes key slot `slot` out of this node, moving the later keys down.

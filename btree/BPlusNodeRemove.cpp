@@ -54,6 +54,19 @@ void handOver(BPlusKey* removed, BPlusKey** ppRemoved)
 
 }  // namespace
 
+namespace {
+
+// The index nodes on the way from root down to the leaf that holds, or would
+// hold, key, with the child taken at each; the leaf itself, or NULL when key
+// lies beyond every bound of a bounded-form node (or the way is broken).
+struct RemovalPath {
+    BPlusNode* parents[kMaxDepth];
+    int childSlots[kMaxDepth];
+    int depth = 0;
+};
+
+}  // namespace
+
 BPlusNode* BPlusNode::Remove(BPlusKey* key, BPlusKey** ppRemoved)
 {
     if (ppRemoved != nullptr) {
@@ -62,33 +75,11 @@ BPlusNode* BPlusNode::Remove(BPlusKey* key, BPlusKey** ppRemoved)
     if (key == nullptr || !IsValid()) {
         return this;
     }
-
-    // Descend, remembering each index node and the child taken.
-    BPlusNode* parents[kMaxDepth];
-    int childSlots[kMaxDepth];
-    int depth = 0;
-    BPlusNode* node = this;
-    while (!node->m_bLeaf) {
-        if (depth == kMaxDepth) {
-            return this;
-        }
-        int c = zarn::firstNotBelow(key, node->m_pKeys, node->m_nKeyCount);
-        if (c == node->m_nKeyCount) {
-            if (node->m_nPointerCount <= node->m_nKeyCount) {
-                return this;  // bounded form (or empty): beyond every bound
-            }
-            c = node->m_nPointerCount - 1;
-        }
-        BPlusNode* child = node->m_pPointers[c];
-        if (child == nullptr) {
-            return this;
-        }
-        parents[depth] = node;
-        childSlots[depth] = c;
-        ++depth;
-        node = child;
+    RemovalPath path;
+    BPlusNode* node = FindRemovalLeaf(key, path.parents, path.childSlots, &path.depth);
+    if (node == nullptr) {
+        return this;
     }
-
     const int slot = zarn::firstNotBelow(key, node->m_pKeys, node->m_nKeyCount);
     if (slot >= node->m_nKeyCount || BPlusKey::Compare(key, node->m_pKeys[slot]) != 0) {
         return this;
@@ -97,18 +88,20 @@ BPlusNode* BPlusNode::Remove(BPlusKey* key, BPlusKey** ppRemoved)
     const bool wasLast = slot == node->m_nKeyCount - 1;
     node->RemoveKeySlot(slot);
 
-    // Bottom-up: a child left below its minimum is refilled through its
-    // parent; once a child is not, nothing above it has changed.
-    for (int d = depth - 1; d >= 0; --d) {
-        BPlusNode* parent = parents[d];
-        if (!parent->m_pPointers[childSlots[d]]->IsBelowMinimum()) {
+    BPlusNode* root = this;
+    for (;;) {
+        // Bottom-up: a child left below its minimum is refilled through its
+        // parent; once a child is not, nothing above it has changed.
+        for (int d = path.depth - 1; d >= 0; --d) {
+            BPlusNode* parent = path.parents[d];
+            if (!parent->m_pPointers[path.childSlots[d]]->IsBelowMinimum()) {
+                break;
+            }
+            parent->RefillChild(path.childSlots[d], removed);
+        }
+        if (root->m_bLeaf) {
             break;
         }
-        parent->RefillChild(childSlots[d], removed);
-    }
-
-    BPlusNode* root = this;
-    if (!root->m_bLeaf) {
         root->ClearEmptyRoot(removed);
         // A root left with a single index child hands the tree to it.
         while (root->m_nPointerCount == 1 && root->m_nKeyCount == 0 &&
@@ -119,12 +112,52 @@ BPlusNode* BPlusNode::Remove(BPlusKey* key, BPlusKey** ppRemoved)
             delete root;
             root = child;
         }
-        if (wasLast) {
-            root->ReplaceSharedBound(removed);
+        // A leaf merged with siblings that were below their minimum too (the
+        // right-edge leaves of Add) can still be below it; so can a leaf that
+        // was an only child until its parent was refilled. Go on from where
+        // the removed key would be, until the leaf there holds its minimum or
+        // is the only leaf of the root. Every round merges nodes or fills the
+        // leaf, so this ends.
+        path = RemovalPath();
+        node = root->FindRemovalLeaf(removed, path.parents, path.childSlots, &path.depth);
+        if (node == nullptr || path.depth == 0 || !node->IsBelowMinimum() ||
+            path.parents[path.depth - 1]->m_nPointerCount < 2) {
+            break;
         }
+    }
+    if (wasLast && !root->m_bLeaf) {
+        root->ReplaceSharedBound(removed);
     }
     handOver(removed, ppRemoved);
     return root;
+}
+
+BPlusNode* BPlusNode::FindRemovalLeaf(BPlusKey* key, BPlusNode** parents, int* childSlots,
+                                      int* depth)
+{
+    BPlusNode* node = this;
+    *depth = 0;
+    while (!node->m_bLeaf) {
+        if (*depth == kMaxDepth) {
+            return nullptr;
+        }
+        int c = zarn::firstNotBelow(key, node->m_pKeys, node->m_nKeyCount);
+        if (c == node->m_nKeyCount) {
+            if (node->m_nPointerCount <= node->m_nKeyCount) {
+                return nullptr;  // bounded form (or empty): beyond every bound
+            }
+            c = node->m_nPointerCount - 1;
+        }
+        BPlusNode* child = node->m_pPointers[c];
+        if (child == nullptr) {
+            return nullptr;
+        }
+        parents[*depth] = node;
+        childSlots[*depth] = c;
+        ++*depth;
+        node = child;
+    }
+    return node;
 }
 
 bool BPlusNode::IsBelowMinimum()

@@ -108,9 +108,13 @@ struct TreeDriver {
         return search(value);
     }
 
-    // Removes value's key; takeBack asks for the removed key object.
+    // Removes value's key; takeBack asks for the removed key object. A
+    // removal refills every node it touches to at least its minimum, so the
+    // only leaves below it afterwards (the root's only leaf aside) are ones
+    // it left untouched: right-edge leaves that Add started below it.
     std::string remove(int value, bool takeBack)
     {
+        const Leaves before = underfullLeaves();
         BPlusKey* out = nullptr;
         root = root->Remove(probe(value).get(), takeBack ? &out : nullptr);
         auto it = model.find(value);
@@ -118,6 +122,13 @@ struct TreeDriver {
         delete out;
         if (it != model.end()) {
             model.erase(it);
+        }
+        for (auto const& leaf : underfullLeaves()) {
+            auto old = before.find(leaf.first);
+            if (old == before.end() || old->second != leaf.second) {
+                return say("remove %ld: left a leaf of %ld keys below its minimum", value,
+                           long(leaf.second.size()));
+            }
         }
         return right ? search(value) : say("remove %ld: handed back the wrong key", value);
     }
@@ -214,6 +225,25 @@ struct TreeDriver {
         model.clear();
         return CountedData::live == 0 ? ""
                                       : say("%ld data alive after DeleteTree", CountedData::live);
+    }
+
+    // The leaves holding fewer than floor(M/2) keys, with their keys; none
+    // when the tree has a single leaf (which may hold any number).
+    using Leaves = std::map<BPlusNode*, std::vector<BPlusKey*>>;
+    Leaves underfullLeaves() const
+    {
+        Leaves found;
+        BPlusNode* first = root->GetFirstLeaf();
+        for (BPlusNode* leaf = first; leaf != nullptr; leaf = leaf->GetNextLeaf()) {
+            if (leaf->GetKeyCount() < root->GetMaxPointers() / 2) {
+                auto& keys = found[leaf];
+                for (int i = 0; i < leaf->GetKeyCount(); ++i) {
+                    keys.push_back(leaf->GetKey(i));
+                }
+            }
+        }
+        const bool single = first == nullptr || first->GetNextLeaf() == nullptr;
+        return single ? Leaves() : found;
     }
 
     BPlusKey* stored(int value) const
