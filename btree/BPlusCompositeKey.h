@@ -134,6 +134,9 @@ protected:
     int m_nKeyParts;         // number of slots, no spare capacity
 
 private:
+    // Reads the first part to summarize a key for the tree's nodes.
+    friend struct zarn::KeySummary;
+
     // Appends clones of this key's parts to target, which has no slots;
     // absent slots stay absent at the same index.
     ZARNCRT_HIDDEN void CloneParts(BPlusCompositeKey& target);

@@ -38,6 +38,11 @@
 
 class CStringBuffer;
 
+namespace zarn {
+// The order summaries that tree nodes keep of their keys (internal).
+struct KeySummary;
+}  // namespace zarn
+
 // Data attached to a key. Derive from it; answer Dealloc() with true to have
 // the holder delete the object when it lets go of it, false to keep it alive.
 class ZARNCRT_EXPORT IBPlusData {
@@ -164,6 +169,9 @@ protected:
     IBPlusData* m_pData;      // attached data, or NULL
 
 private:
+    // Reads the value fields to summarize a key for the tree's nodes.
+    friend struct zarn::KeySummary;
+
     // Makes text (core memory, length bytes) the key's text in place of the
     // old one, and remakes the normalized copy from it.
     ZARNCRT_HIDDEN void TakeText(char* text, int length);
