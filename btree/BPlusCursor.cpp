@@ -1,8 +1,11 @@
 // BPlusCursor: positions on the leaf chain, found with the tree's own descent.
+// A step along the chain reads the leaf's fields directly: applications call
+// Next and Key once per key, so each is a few instructions.
 #include "btree/BPlusCursor.h"
 
 #include "btree/BPlusKey.h"
 #include "btree/BPlusNode.h"
+#include "btree/BPlusNodeInternal.h"
 
 BPlusCursor::BPlusCursor(BPlusNode* root) : m_pRoot(root), m_pLeaf(nullptr), m_nSlot(0) {}
 
@@ -10,8 +13,8 @@ bool BPlusCursor::First()
 {
     m_pLeaf = m_pRoot != nullptr ? m_pRoot->GetFirstLeaf() : nullptr;
     // Only an empty tree has an empty leaf; walk past it all the same.
-    while (m_pLeaf != nullptr && m_pLeaf->GetKeyCount() == 0) {
-        m_pLeaf = m_pLeaf->GetNextLeaf();
+    while (m_pLeaf != nullptr && m_pLeaf->m_nKeyCount == 0) {
+        m_pLeaf = m_pLeaf->m_pNextLeaf;
     }
     m_nSlot = 0;
     return m_pLeaf != nullptr;
@@ -20,10 +23,10 @@ bool BPlusCursor::First()
 bool BPlusCursor::Last()
 {
     m_pLeaf = m_pRoot != nullptr ? m_pRoot->GetLastLeaf() : nullptr;
-    while (m_pLeaf != nullptr && m_pLeaf->GetKeyCount() == 0) {
-        m_pLeaf = m_pLeaf->GetPrevLeaf();
+    while (m_pLeaf != nullptr && m_pLeaf->m_nKeyCount == 0) {
+        m_pLeaf = m_pLeaf->m_pPrevLeaf;
     }
-    m_nSlot = m_pLeaf != nullptr ? m_pLeaf->GetKeyCount() - 1 : 0;
+    m_nSlot = m_pLeaf != nullptr ? m_pLeaf->m_nKeyCount - 1 : 0;
     return m_pLeaf != nullptr;
 }
 
@@ -31,30 +34,20 @@ bool BPlusCursor::Seek(BPlusKey* key)
 {
     m_pLeaf = nullptr;
     m_nSlot = 0;
-    if (m_pRoot == nullptr || key == nullptr) {
+    if (m_pRoot == nullptr || key == nullptr || !m_pRoot->IsValid()) {
         return false;
     }
     // The leaf whose range holds key; NULL when key lies beyond every bound,
     // hence above every stored key.
-    BPlusNode* leaf = m_pRoot->IsLeafNode() ? m_pRoot : m_pRoot->Search(key, nullptr);
-    if (leaf == nullptr || !leaf->IsLeafNode()) {
+    BPlusNode::Descent descent(key);
+    BPlusNode* leaf = descent.run(m_pRoot);
+    if (leaf == nullptr) {
         return false;
     }
-    // Binary search for the first key not below key; its keys ascend.
-    int first = 0;
-    int length = leaf->GetKeyCount();
-    while (length > 0) {
-        const int half = length / 2;
-        if (BPlusKey::Compare(key, leaf->GetKey(first + half)) > 0) {
-            first += half + 1;
-            length -= half + 1;
-        } else {
-            length = half;
-        }
-    }
+    int first = descent.locate(leaf);
     // Past the leaf's last key: the answer opens the next leaf.
-    while (leaf != nullptr && first >= leaf->GetKeyCount()) {
-        leaf = leaf->GetNextLeaf();
+    while (leaf != nullptr && first >= leaf->m_nKeyCount) {
+        leaf = leaf->m_pNextLeaf;
         first = 0;
     }
     m_pLeaf = leaf;
@@ -67,11 +60,13 @@ bool BPlusCursor::Next()
     if (m_pLeaf == nullptr) {
         return false;
     }
-    ++m_nSlot;
-    while (m_pLeaf != nullptr && m_nSlot >= m_pLeaf->GetKeyCount()) {
-        m_pLeaf = m_pLeaf->GetNextLeaf();
-        m_nSlot = 0;
+    if (++m_nSlot < m_pLeaf->m_nKeyCount) {
+        return true;
     }
+    do {
+        m_pLeaf = m_pLeaf->m_pNextLeaf;
+    } while (m_pLeaf != nullptr && m_pLeaf->m_nKeyCount == 0);
+    m_nSlot = 0;
     return m_pLeaf != nullptr;
 }
 
@@ -80,15 +75,20 @@ bool BPlusCursor::Prev()
     if (m_pLeaf == nullptr) {
         return false;
     }
-    --m_nSlot;
-    while (m_pLeaf != nullptr && m_nSlot < 0) {
-        m_pLeaf = m_pLeaf->GetPrevLeaf();
-        m_nSlot = m_pLeaf != nullptr ? m_pLeaf->GetKeyCount() - 1 : 0;
+    if (--m_nSlot >= 0) {
+        return true;
     }
+    do {
+        m_pLeaf = m_pLeaf->m_pPrevLeaf;
+    } while (m_pLeaf != nullptr && m_pLeaf->m_nKeyCount == 0);
+    m_nSlot = m_pLeaf != nullptr ? m_pLeaf->m_nKeyCount - 1 : 0;
     return m_pLeaf != nullptr;
 }
 
 BPlusKey* BPlusCursor::Key()
 {
-    return m_pLeaf != nullptr ? m_pLeaf->GetKey(m_nSlot) : nullptr;
+    if (m_pLeaf == nullptr || m_nSlot >= m_pLeaf->m_nKeyCount) {
+        return nullptr;
+    }
+    return m_pLeaf->m_pKeys[m_nSlot];
 }

@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "btree/BPlusKey.h"
+#include "btree/BPlusNodeInternal.h"
 #include "core/OutOfMemory.h"
 #include "core/QorCore.h"
 
@@ -38,11 +39,10 @@ void BPlusNode::Construct()
     m_pPointers = nullptr;
     CalcMaxPointers();
     if (IsValid()) {
-        // Zero-filled: every slot beyond the counts reads NULL.
-        m_pPointers = static_cast<BPlusNode**>(
-            QorMemAlloc(sizeof(BPlusNode*) * static_cast<size_t>(m_nMaxPointers)));
-        m_pKeys = static_cast<BPlusKey**>(
-            QorMemAlloc(sizeof(BPlusKey*) * static_cast<size_t>(m_nMaxPointers - 1)));
+        // Zero-filled: every slot beyond the counts reads NULL. The key
+        // array is the front of the node's key block (NodeKeyBlock.h).
+        m_pPointers = zarn::allocatePointers(m_nMaxPointers);
+        m_pKeys = zarn::KeyBlock::allocate(m_nMaxPointers - 1);
     }
 }
 

@@ -34,15 +34,32 @@
 // deleted; keys held only by index nodes (GetKey on an index node) may be
 // destroyed by any Add or Remove.
 //
-// Cost. Search, Add and Remove descend the tree: O(log n) comparisons, with
-// a binary search in each node. Add then builds a fresh key array for the
-// leaf (and fresh key and pointer arrays for an index node taking a
-// separator): an allocation and an O(M) copy per insertion, plus a new node
-// per split. Remove never allocates. BuildFromSorted, VerifyTree, PrintNode
-// and DeleteTree are O(n).
+// Cost. Search, Add and Remove descend the tree, O(log n) levels. Each node
+// keeps beside its key slots an order summary of every key (docs/btree.md,
+// "The key block"), so a node orders integer and number keys, normalized
+// text keys and composite keys by their first part without reading the key
+// objects; BPlusKey::Compare runs only where summaries tie (text keys that
+// agree in their first 8 normalized bytes, composite keys with equal first
+// parts) and for keys that have no summary (text keys compared without a
+// normalizer, through QorCompareNoCase), which a binary search orders. Add
+// then builds a fresh key array for the leaf (and fresh key and pointer
+// arrays for an index node taking a separator): an allocation and an O(M)
+// copy per insertion, plus a new node per split. Remove never allocates.
+// BuildFromSorted, VerifyTree, PrintNode and DeleteTree are O(n).
 //
-// Memory. Every valid node allocates M-1 key slots and M pointer slots; the
-// keys are separate objects.
+// Memory. Every valid node allocates a key block of M-1 key slots, M-1
+// summaries of 8 bytes and an 8-byte word, and M pointer slots; the keys
+// are separate objects.
+//
+// Subclasses. The protected fields are there to be read: counts, the key and
+// pointer slots below their counts, the leaf links. A subclass must not
+// write them, nor replace m_pKeys or m_pPointers by arrays of its own: the
+// key array is the front of the key block whose summaries the node's own
+// operations keep in step with every slot they write, and a slot written
+// behind their back can send a search the wrong way (VerifyTree reports
+// such a slot as "summary out of step"). Likewise a key must not be changed
+// in value (SetKey, Normalize, parts of a composite key) while a tree holds
+// it.
 //
 // Threads. Thread-compatible: separate trees may be used from separate
 // threads at once; every call on one tree, searches and cursor moves
@@ -58,6 +75,12 @@
 class BPlusKey;
 class CPtrStack;
 class CStringBuffer;
+
+namespace zarn {
+// The node internals' own types (btree/KeySummary.h, btree/NodeKeyBlock.h).
+struct Summary;
+class KeyBlock;
+}  // namespace zarn
 
 class ZARNCRT_EXPORT BPlusNode {
 public:
@@ -213,61 +236,38 @@ protected:
     int m_nKeySize;           // capacity model: bytes per key
     int m_nPointerSize;       // capacity model: bytes per pointer (4 or 8)
     float m_fFactor;          // handed on to the nodes New() makes
-    BPlusKey** m_pKeys;       // M-1 key slots (core memory), NULL if not valid
+    BPlusKey** m_pKeys;       // M-1 key slots at the front of the key block, NULL if not valid
     BPlusNode** m_pPointers;  // M child slots (core memory), NULL if not valid
     BPlusNode* m_pPrevLeaf;   // leaf chain: next smaller leaf
     BPlusNode* m_pNextLeaf;   // leaf chain: next greater leaf
 
 private:
-    // Where the descent records the index nodes it walks.
-    struct DescentPath;
+    // The internals shared by the source files (BPlusNodeInternal.h): access
+    // to the key block behind m_pKeys, the descent, removal and the check.
+    struct Slots;
+    struct Descent;
+    struct Removal;
+    struct Verifier;
+    friend class BPlusCursor;
 
     // The common construction steps after the sizes are set.
     ZARNCRT_HIDDEN void Construct();
-    // The descent of Search(key, path), recording into path (may be NULL).
-    ZARNCRT_HIDDEN BPlusNode* Descend(BPlusKey* key, DescentPath* path);
     // Makes a new leaf at the right edge for key, below FindNode(key); NULL
     // when there is no node to receive it.
     ZARNCRT_HIDDEN BPlusNode* AppendEdgeLeaf(BPlusKey* key);
-    // InsertLeaf with the position of key already known.
-    ZARNCRT_HIDDEN void InsertLeafAt(BPlusKey* key, int position);
+    // InsertLeaf with the position of key and its summary already known.
+    ZARNCRT_HIDDEN void InsertLeafAt(BPlusKey* key, int position, zarn::Summary const& summary);
     // Prints this node and its subtree; spaces ends in 8190 spaces.
     ZARNCRT_HIDDEN void PrintSubtree(CStringBuffer& out, int level, char const* spaces,
                                      CStringBuffer& line);
     // DeleteTree below node; returns the identity of the last key of the
     // rightmost leaf, taken before anything was destroyed.
     ZARNCRT_HIDDEN static std::uintptr_t DeleteSubtree(BPlusNode* node);
-
-    // Removal (BPlusNodeRemove.cpp). removed is the key leaving the tree:
-    // never destroyed by these helpers, whichever slot it still occupies.
-    // The leaf for key below this root, recording the index nodes and child
-    // slots on the way (at most 40 levels); NULL when there is none.
-    ZARNCRT_HIDDEN BPlusNode* FindRemovalLeaf(BPlusKey* key, BPlusNode** parents,
-                                              int* childSlots, int* depth);
-    // True when this node, not being the root, holds fewer than its minimum.
-    ZARNCRT_HIDDEN bool IsBelowMinimum();
-    // Takes key slot `slot` out of this node, moving the later keys down.
-    ZARNCRT_HIDDEN void RemoveKeySlot(int slot);
-    // Brings child `child` of this index node back to its minimum by merging
-    // it with a sibling or moving entries over from one.
-    ZARNCRT_HIDDEN void RefillChild(int child, BPlusKey* removed);
-    // Merges child left+1 into child left and deletes it.
-    ZARNCRT_HIDDEN void MergeChildren(int left, BPlusKey* removed);
-    // Moves entries from child child-1 (fromLeft) or child+1 into child
-    // until it holds its minimum.
-    ZARNCRT_HIDDEN void BorrowForChild(int child, bool fromLeft, BPlusKey* removed);
-    // Empties a root whose only leaf has lost its last key.
-    ZARNCRT_HIDDEN void ClearEmptyRoot(BPlusKey* removed);
-    // Replaces removed, if an index slot below this root still holds it, by
-    // the last key of the rightmost leaf under that slot's child.
-    ZARNCRT_HIDDEN void ReplaceSharedBound(BPlusKey* removed);
-
     // Bulk loading (BPlusNodeBulk.cpp): makes this index node the parent of
-    // children[0, count), whose greatest keys are lastKeys[0, count).
-    ZARNCRT_HIDDEN void AdoptChildren(BPlusNode** children, BPlusKey** lastKeys, int count);
-
-    // Checking (BPlusNodeVerify.cpp).
-    struct ZARNCRT_HIDDEN Verifier;
+    // children[0, count), whose greatest keys are in slots first to
+    // first + count - 1 of the key block lastKeys.
+    ZARNCRT_HIDDEN void AdoptChildren(BPlusNode** children, zarn::KeyBlock const& lastKeys,
+                                      int first, int count);
 };
 
 #endif

@@ -1,9 +1,13 @@
 // BPlusNode: bulk loading of sorted keys into an empty root, level by level
-// from the leaves up, without a single comparison beyond the order check.
+// from the leaves up, with no comparison beyond the order check.
 #include "btree/BPlusKey.h"
 #include "btree/BPlusNode.h"
 #include "btree/BPlusNodeInternal.h"
 #include "core/QorCore.h"
+
+using zarn::KeyBlock;
+using zarn::KeySummary;
+using zarn::Summary;
 
 namespace {
 
@@ -25,10 +29,14 @@ int groupsFor(int total, int capacity)
     return total / capacity + (total % capacity != 0 ? 1 : 0);
 }
 
-template <typename T>
-T** newSlots(int count)
+// Whether a sorts strictly before b, its summary (sa) being known: the
+// summaries decide where they can, Compare where they tie or cannot.
+bool before(BPlusKey* a, Summary const& sa, BPlusKey* b, Summary const& sb)
 {
-    return static_cast<T**>(QorMemAlloc(sizeof(T*) * static_cast<size_t>(count)));
+    if (KeySummary::usable(sa.kind, sb.kind) && sa.value != sb.value) {
+        return sa.value < sb.value;
+    }
+    return BPlusKey::Compare(a, b) < 0;
 }
 
 }  // namespace
@@ -39,69 +47,94 @@ BPlusNode* BPlusNode::BuildFromSorted(BPlusKey** keys, int count)
         (count > 0 && keys == nullptr)) {
         return this;
     }
-    for (int i = 0; i < count; ++i) {
-        if (keys[i] == nullptr || (i > 0 && BPlusKey::Compare(keys[i - 1], keys[i]) >= 0)) {
-            return this;  // refused before anything is taken
-        }
-    }
     if (count == 0) {
         return this;
     }
+    const int m = m_nMaxPointers;
+    const int leaves = groupsFor(count, m - 1);
+    BPlusNode** level = zarn::allocatePointers(leaves);
+    // The greatest key of every node of the level being built, with its
+    // summary: the bounds of the level above.
+    KeyBlock lastKeys(KeyBlock::allocate(leaves), leaves);
 
-    // The leaves, filled to capacity and linked into the chain.
-    BPlusNode* first = New();
-    first->SetLeafNode(true);
-    const int m = first->m_nMaxPointers;
-    int nodes = groupsFor(count, m - 1);
-    BPlusNode** level = newSlots<BPlusNode>(nodes);
-    BPlusKey** lastKeys = newSlots<BPlusKey>(nodes);
+    // The leaves, filled to capacity and linked into the chain. The order is
+    // checked on the way; a refused load unlinks and deletes the leaves made
+    // so far without their keys, so that nothing is taken.
+    bool sorted = true;
+    Summary previous{zarn::kSummaryNone, 0};
     int taken = 0;
-    for (int n = 0; n < nodes; ++n) {
-        BPlusNode* leaf = first;
-        if (n > 0) {
-            leaf = New();
-            leaf->SetLeafNode(true);
-            leaf->m_pPrevLeaf = level[n - 1];
-            level[n - 1]->m_pNextLeaf = leaf;
+    int made = 0;
+    for (; made < leaves && sorted; ++made) {
+        BPlusNode* leaf = New();
+        leaf->SetLeafNode(true);
+        if (made > 0) {
+            leaf->m_pPrevLeaf = level[made - 1];
+            level[made - 1]->m_pNextLeaf = leaf;
         }
-        const int size = groupSize(n, nodes, count, m - 1, m / 2);
-        for (int i = 0; i < size; ++i) {
-            leaf->m_pKeys[i] = keys[taken++];
+        level[made] = leaf;
+        KeyBlock block = Slots::keys(leaf);
+        const int size = groupSize(made, leaves, count, m - 1, zarn::minLeafKeys(m));
+        for (int i = 0; i < size && sorted; ++i, ++taken) {
+            BPlusKey* key = keys[taken];
+            if (key == nullptr) {
+                sorted = false;
+                break;
+            }
+            const Summary summary = KeySummary::of(key);
+            if (taken > 0 && !before(keys[taken - 1], previous, key, summary)) {
+                sorted = false;
+                break;
+            }
+            block.put(i, key, summary);
+            leaf->m_nKeyCount = i + 1;
+            previous = summary;
         }
-        leaf->m_nKeyCount = size;
-        level[n] = leaf;
-        lastKeys[n] = leaf->m_pKeys[size - 1];
+        if (sorted) {
+            lastKeys.take(made, block, size - 1);
+        }
+    }
+    if (!sorted) {
+        for (int n = 0; n < made; ++n) {
+            Slots::keys(level[n]).clearAll();  // the keys stay the caller's
+            level[n]->m_nKeyCount = 0;
+            delete level[n];
+        }
+        QorMemFree(level);
+        QorMemFree(lastKeys.keys());
+        return this;
     }
 
     // Index levels of open-form nodes until the root can take the rest.
-    while (nodes > m_nMaxPointers) {
+    int nodes = leaves;
+    while (nodes > m) {
         const int parents = groupsFor(nodes, m);
         int child = 0;
         for (int n = 0; n < parents; ++n) {
-            const int size = groupSize(n, parents, nodes, m, m / 2 + m % 2);
+            const int size = groupSize(n, parents, nodes, m, zarn::minIndexPointers(m));
             BPlusNode* parent = New();
-            parent->AdoptChildren(level + child, lastKeys + child, size);
+            parent->AdoptChildren(level + child, lastKeys, child, size);
             // In place: slot n is read only by groups before it.
             level[n] = parent;
-            lastKeys[n] = lastKeys[child + size - 1];
+            lastKeys.take(n, lastKeys, child + size - 1);
             child += size;
         }
         nodes = parents;
     }
-    AdoptChildren(level, lastKeys, nodes);
+    AdoptChildren(level, lastKeys, 0, nodes);
     QorMemFree(level);
-    QorMemFree(lastKeys);
+    QorMemFree(lastKeys.keys());
     return this;
 }
 
-void BPlusNode::AdoptChildren(BPlusNode** children, BPlusKey** lastKeys, int count)
+void BPlusNode::AdoptChildren(BPlusNode** children, KeyBlock const& lastKeys, int first, int count)
 {
     // Key i bounds child i: the very last key of its rightmost leaf (a shared
     // separator); the last child goes without (open form).
+    KeyBlock keys = Slots::keys(this);
     for (int i = 0; i < count; ++i) {
         m_pPointers[i] = children[i];
         if (i + 1 < count) {
-            m_pKeys[i] = lastKeys[i];
+            keys.take(i, lastKeys, first + i);
         }
     }
     m_nPointerCount = count;

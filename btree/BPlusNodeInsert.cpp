@@ -2,7 +2,8 @@
 // edge leaf creation, InsertLeaf, InsertIndex and Split.
 //
 // Every insertion into a node builds fresh arrays (QorMemAlloc) and installs
-// them; keys are never shifted in place.
+// them; keys are never shifted in place. Key slots move with their summaries
+// (NodeKeyBlock.h).
 #include <cstring>
 
 #include "btree/BPlusKey.h"
@@ -10,19 +11,16 @@
 #include "btree/BPlusNodeInternal.h"
 #include "core/QorCore.h"
 
+using zarn::KeyBlock;
+using zarn::KeySummary;
+using zarn::Summary;
+
 namespace {
 
-template <typename T>
-T** newSlots(int count)
-{
-    return static_cast<T**>(QorMemAlloc(sizeof(T*) * static_cast<size_t>(count)));
-}
-
-template <typename T>
-void copySlots(T** to, T* const* from, int count)
+void copyPointers(BPlusNode** to, BPlusNode* const* from, int count)
 {
     if (count > 0) {
-        std::memcpy(to, from, sizeof(T*) * static_cast<size_t>(count));
+        std::memcpy(to, from, sizeof(BPlusNode*) * static_cast<size_t>(count));
     }
 }
 
@@ -33,8 +31,8 @@ BPlusNode* BPlusNode::Add(BPlusKey* key, bool bReplaceData)
     if (key == nullptr || !IsValid()) {
         return this;  // nothing stored: the key stays the caller's
     }
-    DescentPath path(nullptr);
-    BPlusNode* leaf = m_bLeaf ? this : Descend(key, &path);
+    Descent descent(key);
+    BPlusNode* leaf = descent.run(this);
     int position = 0;
     if (leaf == nullptr) {
         // Beyond every bound (always so for the first key): a new leaf at the
@@ -44,35 +42,32 @@ BPlusNode* BPlusNode::Add(BPlusKey* key, bool bReplaceData)
             return this;
         }
     } else {
-        zarn::prefetchKeys(leaf->m_pKeys, leaf->m_nKeyCount);
-        position = zarn::firstNotBelow(key, leaf->m_pKeys, leaf->m_nKeyCount);
-        if (position < leaf->m_nKeyCount) {
+        position = descent.locate(leaf);
+        if (descent.matches(leaf, position)) {
             BPlusKey* stored = leaf->m_pKeys[position];
-            if (BPlusKey::Compare(key, stored) == 0) {
-                if (bReplaceData && stored != key) {
-                    // SetData ignores the data it already holds, so handing
-                    // over a shared object releases nothing.
-                    stored->SetData(key->GetData());
-                    key->DetachData();
-                }
-                return this;
+            if (bReplaceData && stored != key) {
+                // SetData ignores the data it already holds, so handing
+                // over a shared object releases nothing.
+                stored->SetData(key->GetData());
+                key->DetachData();
             }
+            return this;
         }
     }
     if (!leaf->IsFull()) {
-        leaf->InsertLeafAt(key, position);
+        leaf->InsertLeafAt(key, position, descent.probe);
         return this;
     }
 
-    // The leaf is full: split it and carry the separator up the path.
+    // The leaf is full: split it and carry the separator up the way down.
     BPlusNode* right = leaf->Split(key, nullptr, nullptr);
     if (right == nullptr) {
         return this;
     }
     BPlusKey* separator = leaf->m_pKeys[leaf->m_nKeyCount - 1];
     BPlusNode* current = leaf;
-    for (BPlusNode* parent = path.pop(); parent != nullptr; parent = path.pop()) {
-        current = parent;
+    for (int level = descent.depth - 1; level >= 0; --level) {
+        current = descent.nodes[level];
         if (!current->IsFull()) {
             current->InsertIndex(separator, right);
             return this;
@@ -84,7 +79,7 @@ BPlusNode* BPlusNode::Add(BPlusKey* key, bool bReplaceData)
     }
     // The root itself has split: a new root above the two halves.
     BPlusNode* root = New();
-    root->m_pKeys[0] = separator;
+    Slots::keys(root).put(0, separator);
     root->m_pPointers[0] = current;
     root->m_pPointers[1] = right;
     root->m_nPointerCount = 2;
@@ -108,7 +103,7 @@ BPlusNode* BPlusNode::AppendEdgeLeaf(BPlusKey* key)
     receiver->m_nPointerCount = slot + 1;
     if (receiver->m_nKeyCount + 1 < receiver->m_nMaxPointers) {
         // The new leaf's bound, held by the index node alone.
-        receiver->m_pKeys[receiver->m_nKeyCount] = key->Clone();
+        Slots::keys(receiver).put(receiver->m_nKeyCount, key->Clone());
         ++receiver->m_nKeyCount;
     }
     if (slot > 0 && receiver->m_pPointers[slot - 1] != nullptr) {
@@ -130,9 +125,10 @@ BPlusNode* BPlusNode::FindNode(BPlusKey* key)
     if (key == nullptr || !IsValid()) {
         return nullptr;
     }
+    const Summary probe = KeySummary::of(key);
     BPlusNode* node = this;
-    while (node != nullptr && !node->m_bLeaf) {
-        const int i = zarn::firstNotBelow(key, node->m_pKeys, node->m_nKeyCount);
+    for (int depth = 0; node != nullptr && !node->m_bLeaf && depth < zarn::kMaxDepth; ++depth) {
+        const int i = Slots::keys(node).locate(node->m_nKeyCount, key, probe);
         if (i < node->m_nKeyCount) {
             node = node->m_pPointers[i];
         } else if (node->m_nPointerCount == node->m_nMaxPointers) {
@@ -149,18 +145,21 @@ bool BPlusNode::InsertLeaf(BPlusKey* key)
     if (key == nullptr || !IsValid() || !m_bLeaf || IsFull()) {
         return false;
     }
-    InsertLeafAt(key, zarn::firstNotBelow(key, m_pKeys, m_nKeyCount));
+    const Summary summary = KeySummary::of(key);
+    InsertLeafAt(key, Slots::keys(this).locate(m_nKeyCount, key, summary), summary);
     return true;
 }
 
-void BPlusNode::InsertLeafAt(BPlusKey* key, int position)
+void BPlusNode::InsertLeafAt(BPlusKey* key, int position, Summary const& summary)
 {
-    BPlusKey** keys = newSlots<BPlusKey>(m_nMaxPointers - 1);
-    copySlots(keys, m_pKeys, position);
-    keys[position] = key;
-    copySlots(keys + position + 1, m_pKeys + position, m_nKeyCount - position);
+    const int slots = m_nMaxPointers - 1;
+    KeyBlock old = Slots::keys(this);
+    KeyBlock fresh(KeyBlock::allocate(slots), slots);
+    fresh.take(0, old, 0, position);
+    fresh.put(position, key, summary);
+    fresh.take(position + 1, old, position, m_nKeyCount - position);
     QorMemFree(m_pKeys);
-    m_pKeys = keys;
+    m_pKeys = fresh.keys();
     ++m_nKeyCount;
 }
 
@@ -171,26 +170,30 @@ bool BPlusNode::InsertIndex(BPlusKey* key, BPlusNode* right)
     }
     const int m = m_nMaxPointers;
     const int keyCount = m_nKeyCount < m - 1 ? m_nKeyCount : m - 1;
-    const int position = zarn::firstNotBelow(key, m_pKeys, keyCount);
-    BPlusKey** keys = newSlots<BPlusKey>(m - 1);
-    BPlusNode** pointers = newSlots<BPlusNode>(m);
+    const Summary summary = KeySummary::of(key);
+    KeyBlock old = Slots::keys(this);
+    const int position = old.locate(keyCount, key, summary);
+    KeyBlock keys(KeyBlock::allocate(m - 1), m - 1);
+    BPlusNode** pointers = zarn::allocatePointers(m);
 
     // Keys: those below position, key, the rest. Only M-1 fit: when the merged
     // keys number M, the last one (a cloned bound) is left out.
     BPlusKey* leftOut = nullptr;
     int newKeyCount = 0;
     for (int i = 0; i <= keyCount; ++i) {
-        BPlusKey* merged = i < position ? m_pKeys[i] : (i == position ? key : m_pKeys[i - 1]);
-        if (newKeyCount < m - 1) {
-            keys[newKeyCount++] = merged;
+        const int from = i < position ? i : i - 1;
+        if (newKeyCount == m - 1) {
+            leftOut = i == position ? key : old.keys()[from];
+        } else if (i == position) {
+            keys.put(newKeyCount++, key, summary);
         } else {
-            leftOut = merged;
+            keys.take(newKeyCount++, old, from);
         }
     }
 
     // Pointers: the children at the key positions and, in open form, the last
     // one; right follows the child that key bounds, or the last child.
-    const bool open = m_nPointerCount > keyCount;
+    const bool open = zarn::isOpenForm(keyCount, m_nPointerCount);
     const int carried = keyCount + (open ? 1 : 0);
     int newPointerCount = 0;
     for (int i = 0; i < carried; ++i) {
@@ -206,7 +209,7 @@ bool BPlusNode::InsertIndex(BPlusKey* key, BPlusNode* right)
 
     QorMemFree(m_pKeys);
     QorMemFree(m_pPointers);
-    m_pKeys = keys;
+    m_pKeys = keys.keys();
     m_pPointers = pointers;
     m_nPointerCount = newPointerCount;
     m_nKeyCount = newKeyCount;
@@ -216,7 +219,7 @@ bool BPlusNode::InsertIndex(BPlusKey* key, BPlusNode* right)
     BPlusKey* removed = nullptr;
     if (m_nKeyCount == m_nPointerCount && m_nKeyCount > 0) {
         removed = m_pKeys[m_nKeyCount - 1];
-        m_pKeys[--m_nKeyCount] = nullptr;
+        keys.clear(--m_nKeyCount);
     }
     // Both are cloned bounds of this node's own in a tree built by Add. The
     // incoming separator is never destroyed here: it stays its owner's.
@@ -245,28 +248,31 @@ BPlusNode* BPlusNode::Split(BPlusKey* key, BPlusNode* right, BPlusKey** upKey)
     // Merge into M key slots and M+1 pointer slots.
     const int keyCount = m_nKeyCount < m - 1 ? m_nKeyCount : m - 1;
     const int pointerCount = m_nPointerCount < m ? m_nPointerCount : m;
-    const int position = zarn::firstNotBelow(key, m_pKeys, keyCount);
-    BPlusKey** keys = newSlots<BPlusKey>(m);
-    BPlusNode** pointers = newSlots<BPlusNode>(m + 1);
-    copySlots(keys, m_pKeys, position);
-    keys[position] = key;
-    copySlots(keys + position + 1, m_pKeys + position, keyCount - position);
+    const Summary summary = KeySummary::of(key);
+    KeyBlock own = Slots::keys(this);
+    const int position = own.locate(keyCount, key, summary);
+    KeyBlock merged(KeyBlock::allocate(m), m);
+    BPlusNode** pointers = zarn::allocatePointers(m + 1);
+    merged.take(0, own, 0, position);
+    merged.put(position, key, summary);
+    merged.take(position + 1, own, position, keyCount - position);
     if (!m_bLeaf) {
         // right goes directly after the child that key bounds, else last.
         const int before =
             position < keyCount && position < pointerCount ? position + 1 : pointerCount;
-        copySlots(pointers, m_pPointers, before);
+        copyPointers(pointers, m_pPointers, before);
         pointers[before] = right;
-        copySlots(pointers + before + 1, m_pPointers + before, pointerCount - before);
+        copyPointers(pointers + before + 1, m_pPointers + before, pointerCount - before);
     }
-    std::memset(m_pKeys, 0, sizeof(BPlusKey*) * static_cast<size_t>(m - 1));
+    own.clearAll();
     std::memset(m_pPointers, 0, sizeof(BPlusNode*) * static_cast<size_t>(m));
 
-    const int lower = m / 2 + m % 2;  // ceil(M/2)
+    KeyBlock upper = Slots::keys(sibling);
+    const int lower = zarn::minIndexPointers(m);  // ceil(M/2)
     if (m_bLeaf) {
-        copySlots(m_pKeys, keys, lower);
+        own.take(0, merged, 0, lower);
         m_nKeyCount = lower;
-        copySlots(sibling->m_pKeys, keys + lower, m - lower);
+        upper.take(0, merged, lower, m - lower);
         sibling->m_nKeyCount = m - lower;
         sibling->m_pPrevLeaf = this;
         sibling->m_pNextLeaf = m_pNextLeaf;
@@ -275,19 +281,19 @@ BPlusNode* BPlusNode::Split(BPlusKey* key, BPlusNode* right, BPlusKey** upKey)
         }
         m_pNextLeaf = sibling;
     } else {
-        copySlots(m_pKeys, keys, lower - 1);
-        copySlots(m_pPointers, pointers, lower);
+        own.take(0, merged, 0, lower - 1);
+        copyPointers(m_pPointers, pointers, lower);
         m_nKeyCount = lower - 1;
         m_nPointerCount = lower;
-        copySlots(sibling->m_pKeys, keys + lower, m - lower);
-        copySlots(sibling->m_pPointers, pointers + lower, m + 1 - lower);
+        upper.take(0, merged, lower, m - lower);
+        copyPointers(sibling->m_pPointers, pointers + lower, m + 1 - lower);
         sibling->m_nKeyCount = m - lower;
         sibling->m_nPointerCount = m + 1 - lower;
         if (upKey != nullptr) {
-            *upKey = keys[lower - 1];  // moves up: neither half keeps it
+            *upKey = merged.keys()[lower - 1];  // moves up: neither half keeps it
         }
     }
-    QorMemFree(keys);
+    QorMemFree(merged.keys());
     QorMemFree(pointers);
     return sibling;
 }

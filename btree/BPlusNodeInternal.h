@@ -1,131 +1,110 @@
-// Internal (not installed): helpers shared by the BPlusNode source files.
+// Internal (not installed): the rules every BPlusNode source file shares, in
+// one vocabulary (docs/btree.md explains them): the fill rule, the two forms
+// of an index node, the depth limit, the arrays of a node, and the descent
+// that Search, Add, Remove and BPlusCursor all walk.
 #ifndef ZARNCRT_BTREE_BPLUSNODEINTERNAL_H
 #define ZARNCRT_BTREE_BPLUSNODEINTERNAL_H
 
+#include <cstddef>
 #include <cstdint>
 
 #include "btree/BPlusKey.h"
 #include "btree/BPlusNode.h"
-#include "containers/Stacks.h"
-#include "core/OutOfMemory.h"
+#include "btree/KeySummary.h"
+#include "btree/NodeKeyBlock.h"
+#include "core/QorCore.h"
+
+class CPtrStack;
 
 namespace zarn {
 
-// The position rule of every node operation: the first slot i in
-// keys[0, count) with Compare(key, keys[i]) <= 0, or count when there is none.
-// A NULL slot (only hand-made nodes have them) is passed over.
-inline int firstNotBelowLinear(BPlusKey* key, BPlusKey** keys, int count)
+// Every index node below the root has at least two children, so a tree of
+// fewer than 2^31 keys is fewer than 33 levels deep. A way down deeper than
+// this is a damaged tree (a cycle, perhaps): the operations give up on it
+// and VerifyTree reports it.
+constexpr int kMaxDepth = 64;
+
+// The fill rule: below the root, a leaf holds at least floor(M/2) keys and
+// an index node at least ceil(M/2) pointers. Splits, removal, bulk loading
+// and VerifyTree all go by these two.
+inline int minLeafKeys(int m)
 {
-    for (int i = 0; i < count; ++i) {
-        if (keys[i] != nullptr && BPlusKey::Compare(key, keys[i]) <= 0) {
-            return i;
-        }
-    }
-    return count;
+    return m / 2;
+}
+inline int minIndexPointers(int m)
+{
+    return m / 2 + m % 2;
 }
 
-// Starts loading a node's key objects all at once. The key objects lie
-// scattered in memory; without this, each probe of the binary search waits
-// for its own cache miss in turn. A prefetch never faults, so NULL slots are
-// harmless.
-inline void prefetchKeys(BPlusKey** keys, int count)
+// Open form: one pointer more than keys; the last child takes every key
+// above the last bound. Otherwise (as many pointers as keys) bounded form:
+// a key above the last bound belongs to no child.
+inline bool isOpenForm(int keys, int pointers)
 {
-#if defined(__GNUC__) || defined(__clang__)
-    for (int i = 0; i < count; ++i) {
-        __builtin_prefetch(keys[i]);
-    }
-#else
-    (void)keys;
-    (void)count;
-#endif
+    return pointers > keys;
 }
 
-// Starts loading the children of an index node, so that whichever child the
-// key search picks is at hand when it ends, instead of being one more cache
-// miss waited for after it.
-inline void prefetchChildren(BPlusNode** pointers, int count)
+// A new zero-filled array of slots child pointers.
+inline BPlusNode** allocatePointers(int slots)
 {
-#if defined(__GNUC__) || defined(__clang__)
-    for (int i = 0; i < count; ++i) {
-        // A node's fields may straddle two cache lines: fetch both. (Integer
-        // arithmetic, as the slot may be NULL.)
-        const std::uintptr_t child = reinterpret_cast<std::uintptr_t>(pointers[i]);
-        __builtin_prefetch(reinterpret_cast<void const*>(child));
-        __builtin_prefetch(reinterpret_cast<void const*>(child + sizeof(BPlusNode) - 1));
-    }
-#else
-    (void)pointers;
-    (void)count;
-#endif
+    return static_cast<BPlusNode**>(QorMemAlloc(sizeof(BPlusNode*) * std::size_t(slots)));
 }
 
-// The same slot as firstNotBelowLinear, found by binary search; why the two
-// agree, equal keys included: docs/btree.md, "Insertion keeps the
-// invariants", Order. A probe that meets a NULL slot (hand-made nodes only)
-// hands the work to the linear scan, so the slot returned is never NULL.
-inline int firstNotBelow(BPlusKey* key, BPlusKey** keys, int count)
+// The low 32 bits of an address, as "0x%08x" prints them.
+inline unsigned low32(void const* address)
 {
-    int first = 0;
-    int length = count;
-    while (length > 0) {
-        const int half = length >> 1;
-        BPlusKey* probe = keys[first + half];
-        if (probe == nullptr) {
-            return firstNotBelowLinear(key, keys, count);
-        }
-        if (BPlusKey::Compare(key, probe) > 0) {
-            first += half + 1;
-            length -= half + 1;
-        } else {
-            length = half;
-        }
-    }
-    return first;
+    return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(address));
 }
 
 }  // namespace zarn
 
-// The index nodes a descent walks. Recorded either onto an application's
-// CPtrStack, or, for Add, into a local array that needs no allocation (a tree
-// built by Add is far less than 64 levels deep: every index node below the
-// root has at least two children); deeper paths spill into a CPtrStack.
-struct BPlusNode::DescentPath {
-    explicit DescentPath(CPtrStack* target) : target(target) {}
-    ~DescentPath()
+// Access to a node's key block (NodeKeyBlock.h).
+struct ZARNCRT_HIDDEN BPlusNode::Slots {
+    static zarn::KeyBlock keys(BPlusNode* node)
     {
-        delete spill;
+        return zarn::KeyBlock(node->m_pKeys, node->m_nMaxPointers - 1);
     }
-    DescentPath(DescentPath const&) = delete;
-    DescentPath& operator=(DescentPath const&) = delete;
+};
 
-    void push(BPlusNode* node)
+// The descent: from a node to the leaf in which key belongs. At each index
+// node key goes to the first child whose bound is not below it (ties go
+// left); beyond the last bound an open-form (or full) node hands it to its
+// last child, and a bounded-form node has no place for it. Should a subtree
+// have no place for it (only a hand-made tree's bounded-form node below the
+// root does that), the scan goes on with the next bound of the node above.
+// The index nodes of the way found, and the child taken at each, are kept
+// in nodes and slots (depth of them); when a CPtrStack is given, every
+// index node walked is pushed on it as well, the first at the bottom.
+struct ZARNCRT_HIDDEN BPlusNode::Descent {
+    explicit Descent(BPlusKey* key, CPtrStack* stack = nullptr)
+        : key(key), probe(zarn::KeySummary::of(key)), stack(stack)
     {
-        if (target != nullptr) {
-            target->push(node);
-        } else if (count < kLocalDepth) {
-            local[count++] = node;
-        } else {
-            if (spill == nullptr) {
-                spill = zarn::make<CPtrStack>();
-            }
-            spill->push(node);
-        }
     }
 
-    // The node pushed last (local recording only), or NULL when empty.
-    BPlusNode* pop()
+    // The leaf below (or at) node, or NULL when key lies beyond every bound
+    // (or the way is deeper than kMaxDepth).
+    BPlusNode* run(BPlusNode* node);
+
+    // The position rule in node (see KeyBlock::locate).
+    int locate(BPlusNode* node) const
     {
-        if (spill != nullptr && spill->size() > 0) {
-            return static_cast<BPlusNode*>(spill->pop());
-        }
-        return count > 0 ? local[--count] : nullptr;
+        return Slots::keys(node).locate(node->m_nKeyCount, key, probe);
+    }
+    // Whether key slot i of node holds a key equal to key.
+    bool matches(BPlusNode* node, int i) const
+    {
+        return Slots::keys(node).matches(i, node->m_nKeyCount, key, probe);
     }
 
-    static constexpr int kLocalDepth = 64;
-    CPtrStack* target;
-    CPtrStack* spill = nullptr;
-    int count = 0;
-    BPlusNode* local[kLocalDepth];
+    BPlusKey* const key;
+    const zarn::Summary probe;
+    CPtrStack* const stack;
+    int depth = 0;
+    BPlusNode* nodes[zarn::kMaxDepth];
+    int slots[zarn::kMaxDepth];
+
+private:
+    void record(BPlusNode* node);
 };
 
 #endif

@@ -4,6 +4,7 @@
 
 #include "btree/BPlusKey.h"
 #include "btree/BPlusNode.h"
+#include "btree/BPlusNodeInternal.h"
 #include "text/CStringBuffer.h"
 
 namespace {
@@ -16,12 +17,6 @@ constexpr int kSpaces = 2 * kMaxLevel;
 int clampLevel(int level)
 {
     return level < 0 ? 0 : (level > kMaxLevel ? kMaxLevel : level);
-}
-
-// The low 32 bits of an address, as "0x%08x" prints them.
-unsigned lowBits(void const* address)
-{
-    return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(address));
 }
 
 void appendKey(CStringBuffer& out, BPlusKey* key)
@@ -60,7 +55,7 @@ void BPlusNode::PrintSubtree(CStringBuffer& out, int level, char const* spaces, 
     const int keyCount = m_pKeys != nullptr ? m_nKeyCount : 0;
     const int pointerCount = m_pPointers != nullptr && !m_bLeaf ? m_nPointerCount : 0;
     if (m_bLeaf) {
-        out.append(line.format("\n%s_DAT_NODE 0x%08x\n", prefix, lowBits(this)));
+        out.append(line.format("\n%s_DAT_NODE 0x%08x\n", prefix, zarn::low32(this)));
         for (int i = 0; i < keyCount; ++i) {
             out.append(line.format("%s|--------------\n", prefix));
             out.append(line.format("%s| key=", prefix));
@@ -68,10 +63,10 @@ void BPlusNode::PrintSubtree(CStringBuffer& out, int level, char const* spaces, 
             out.append("\n", 1);
         }
     } else {
-        out.append(line.format("\n%s_IDX_NODE 0x%08x\n", prefix, lowBits(this)));
+        out.append(line.format("\n%s_IDX_NODE 0x%08x\n", prefix, zarn::low32(this)));
         for (int i = 0; i < pointerCount; ++i) {
             out.append(line.format("%s|--------------\n", prefix));
-            out.append(line.format("%s| ptr=0x%08x\n", prefix, lowBits(m_pPointers[i])));
+            out.append(line.format("%s| ptr=0x%08x\n", prefix, zarn::low32(m_pPointers[i])));
             if (i < keyCount) {
                 out.append(line.format("%s| key=", prefix));
                 appendKey(out, m_pKeys[i]);

@@ -1,71 +1,49 @@
-// BPlusNode: removal. Remove on the root, with the rebalancing that keeps
-// every node below the root at least half full.
+// BPlusNode: removal. Remove on the root, with the rebalancing that leaves
+// every node it touches at least at its minimum.
 //
-// Removal never allocates: keys and pointers are moved inside the existing
-// arrays, and the path of the descent is kept in a fixed local array. Which
-// index keys may be destroyed on the way (cloned bounds) and which must stay
-// alive (separators shared with a leaf, and the removed key itself) is
-// worked out in docs/btree.md, "Removal".
+// Removal never allocates: keys (with their summaries) and pointers move
+// inside the existing arrays, and the way down is kept by the descent's
+// fixed arrays. Which index keys may be destroyed on the way (cloned bounds)
+// and which must stay alive (separators shared with a leaf, and the removed
+// key itself) is worked out in docs/btree.md, "Removal".
 #include "btree/BPlusKey.h"
 #include "btree/BPlusNode.h"
 #include "btree/BPlusNodeInternal.h"
 
-namespace {
+using zarn::KeyBlock;
 
-// Every index node below the root has at least two children, so a tree of
-// fewer than 2^31 keys has fewer than 33 levels; deeper is not a sound tree.
-constexpr int kMaxDepth = 40;
+// One removal: the descent to the key's leaf, the key taken out, and the
+// steps that refill what it left below its minimum.
+struct ZARNCRT_HIDDEN BPlusNode::Removal {
+    Removal(BPlusNode* root, BPlusKey* probe) : root(root), descent(probe) {}
 
-// Smallest key count of a leaf that is not the root: floor(M/2).
-int minLeafKeys(int m)
-{
-    return m / 2;
-}
+    // Takes the key equal to the probe out of its leaf into removed; false
+    // (nothing changed) when there is none.
+    bool takeOut();
+    // Refills, bottom-up along the way down, every node left below its
+    // minimum, and shrinks the root, until the leaf where the removed key
+    // was holds its minimum (docs/btree.md, "Removal", steps 3 and 4).
+    void rebalance();
+    // Step 5: the removed key may still bound a subtree as a shared
+    // separator; its slot gets the new last key of that subtree.
+    void replaceSharedBound();
 
-// Smallest pointer count of an index node that is not the root: ceil(M/2).
-int minIndexPointers(int m)
-{
-    return m / 2 + m % 2;
-}
+    BPlusNode* root;
+    Descent descent;
+    BPlusKey* removed = nullptr;
 
-template <typename T>
-void moveSlots(T** slots, int to, int from, int count)
-{
-    // Overlapping ranges: copy in the direction that reads before it writes.
-    if (to < from) {
-        for (int i = 0; i < count; ++i) {
-            slots[to + i] = slots[from + i];
-        }
-    } else {
-        for (int i = count - 1; i >= 0; --i) {
-            slots[to + i] = slots[from + i];
-        }
-    }
-}
-
-void handOver(BPlusKey* removed, BPlusKey** ppRemoved)
-{
-    if (ppRemoved != nullptr) {
-        *ppRemoved = removed;
-    } else {
-        delete removed;  // releases its data by the release rule
-    }
-}
-
-}  // namespace
-
-namespace {
-
-// The index nodes on the way from root down to the leaf that holds, or would
-// hold, key, with the child taken at each; the leaf itself, or NULL when key
-// lies beyond every bound of a bounded-form node (or the way is broken).
-struct RemovalPath {
-    BPlusNode* parents[kMaxDepth];
-    int childSlots[kMaxDepth];
-    int depth = 0;
+private:
+    static bool belowMinimum(BPlusNode* node);
+    static void removeKeySlot(BPlusNode* node, int slot);
+    void refill(BPlusNode* parent, int child);
+    void merge(BPlusNode* parent, int left);
+    void borrow(BPlusNode* parent, int child, bool fromLeft);
+    void clearEmptyRoot();
+    // The separator s leaves index slot `bound` of parent, L being the lower
+    // of the two children it stood between: destroyed only when it is a
+    // cloned bound (neither the removed key nor a key L still holds last).
+    void dropSeparator(BPlusKey* separator, BPlusKey* lowerLast);
 };
-
-}  // namespace
 
 BPlusNode* BPlusNode::Remove(BPlusKey* key, BPlusKey** ppRemoved)
 {
@@ -75,34 +53,51 @@ BPlusNode* BPlusNode::Remove(BPlusKey* key, BPlusKey** ppRemoved)
     if (key == nullptr || !IsValid()) {
         return this;
     }
-    RemovalPath path;
-    BPlusNode* node = FindRemovalLeaf(key, path.parents, path.childSlots, &path.depth);
-    if (node == nullptr) {
+    Removal removal(this, key);
+    if (!removal.takeOut()) {
         return this;
     }
-    const int slot = zarn::firstNotBelow(key, node->m_pKeys, node->m_nKeyCount);
-    if (slot >= node->m_nKeyCount || BPlusKey::Compare(key, node->m_pKeys[slot]) != 0) {
-        return this;
+    removal.rebalance();
+    removal.replaceSharedBound();
+    if (ppRemoved != nullptr) {
+        *ppRemoved = removal.removed;
+    } else {
+        delete removal.removed;  // releases its data by the release rule
     }
-    BPlusKey* removed = node->m_pKeys[slot];
-    const bool wasLast = slot == node->m_nKeyCount - 1;
-    node->RemoveKeySlot(slot);
+    return removal.root;
+}
 
-    BPlusNode* root = this;
+bool BPlusNode::Removal::takeOut()
+{
+    BPlusNode* leaf = descent.run(root);
+    if (leaf == nullptr) {
+        return false;
+    }
+    const int slot = descent.locate(leaf);
+    if (!descent.matches(leaf, slot)) {
+        return false;
+    }
+    removed = leaf->m_pKeys[slot];
+    removeKeySlot(leaf, slot);
+    return true;
+}
+
+void BPlusNode::Removal::rebalance()
+{
     for (;;) {
         // Bottom-up: a child left below its minimum is refilled through its
         // parent; once a child is not, nothing above it has changed.
-        for (int d = path.depth - 1; d >= 0; --d) {
-            BPlusNode* parent = path.parents[d];
-            if (!parent->m_pPointers[path.childSlots[d]]->IsBelowMinimum()) {
+        for (int level = descent.depth - 1; level >= 0; --level) {
+            BPlusNode* parent = descent.nodes[level];
+            if (!belowMinimum(parent->m_pPointers[descent.slots[level]])) {
                 break;
             }
-            parent->RefillChild(path.childSlots[d], removed);
+            refill(parent, descent.slots[level]);
         }
         if (root->m_bLeaf) {
-            break;
+            return;
         }
-        root->ClearEmptyRoot(removed);
+        clearEmptyRoot();
         // A root left with a single index child hands the tree to it.
         while (root->m_nPointerCount == 1 && root->m_nKeyCount == 0 &&
                !root->m_pPointers[0]->m_bLeaf) {
@@ -118,217 +113,188 @@ BPlusNode* BPlusNode::Remove(BPlusKey* key, BPlusKey** ppRemoved)
         // the removed key would be, until the leaf there holds its minimum or
         // is the only leaf of the root. Every round merges nodes or fills the
         // leaf, so this ends.
-        path = RemovalPath();
-        node = root->FindRemovalLeaf(removed, path.parents, path.childSlots, &path.depth);
-        if (node == nullptr || path.depth == 0 || !node->IsBelowMinimum() ||
-            path.parents[path.depth - 1]->m_nPointerCount < 2) {
-            break;
+        BPlusNode* leaf = descent.run(root);
+        if (leaf == nullptr || descent.depth == 0 || !belowMinimum(leaf) ||
+            descent.nodes[descent.depth - 1]->m_nPointerCount < 2) {
+            return;
         }
     }
-    if (wasLast && !root->m_bLeaf) {
-        root->ReplaceSharedBound(removed);
-    }
-    handOver(removed, ppRemoved);
-    return root;
 }
 
-BPlusNode* BPlusNode::FindRemovalLeaf(BPlusKey* key, BPlusNode** parents, int* childSlots,
-                                      int* depth)
+void BPlusNode::Removal::replaceSharedBound()
 {
-    BPlusNode* node = this;
-    *depth = 0;
-    while (!node->m_bLeaf) {
-        if (*depth == kMaxDepth) {
-            return nullptr;
+    // The way down last taken (by rebalance, from the final root) passes the
+    // slot holding removed, if any: index keys lie within their node's range.
+    for (int level = 0; level < descent.depth && !root->m_bLeaf; ++level) {
+        BPlusNode* node = descent.nodes[level];
+        const int c = descent.slots[level];
+        if (c < node->m_nKeyCount && node->m_pKeys[c] == removed) {
+            BPlusNode* leaf = node->m_pPointers[c]->GetLastLeaf();
+            Slots::keys(node).take(c, Slots::keys(leaf), leaf->m_nKeyCount - 1);
+            return;
         }
-        int c = zarn::firstNotBelow(key, node->m_pKeys, node->m_nKeyCount);
-        if (c == node->m_nKeyCount) {
-            if (node->m_nPointerCount <= node->m_nKeyCount) {
-                return nullptr;  // bounded form (or empty): beyond every bound
-            }
-            c = node->m_nPointerCount - 1;
-        }
-        BPlusNode* child = node->m_pPointers[c];
-        if (child == nullptr) {
-            return nullptr;
-        }
-        parents[*depth] = node;
-        childSlots[*depth] = c;
-        ++*depth;
-        node = child;
     }
-    return node;
 }
 
-bool BPlusNode::IsBelowMinimum()
+bool BPlusNode::Removal::belowMinimum(BPlusNode* node)
 {
-    if (m_bLeaf) {
-        return m_nKeyCount < minLeafKeys(m_nMaxPointers);
+    if (node->m_bLeaf) {
+        return node->m_nKeyCount < zarn::minLeafKeys(node->m_nMaxPointers);
     }
-    return m_nPointerCount < minIndexPointers(m_nMaxPointers);
+    return node->m_nPointerCount < zarn::minIndexPointers(node->m_nMaxPointers);
 }
 
-void BPlusNode::RemoveKeySlot(int slot)
+void BPlusNode::Removal::removeKeySlot(BPlusNode* node, int slot)
 {
-    moveSlots(m_pKeys, slot, slot + 1, m_nKeyCount - slot - 1);
-    m_pKeys[--m_nKeyCount] = nullptr;
+    KeyBlock keys = Slots::keys(node);
+    keys.move(slot, slot + 1, node->m_nKeyCount - slot - 1);
+    keys.clear(--node->m_nKeyCount);
 }
 
-void BPlusNode::RefillChild(int child, BPlusKey* removed)
+void BPlusNode::Removal::refill(BPlusNode* parent, int child)
 {
-    BPlusNode* node = m_pPointers[child];
+    BPlusNode* node = parent->m_pPointers[child];
     const bool fromLeft = child > 0;
-    if (!fromLeft && child + 1 >= m_nPointerCount) {
+    if (!fromLeft && child + 1 >= parent->m_nPointerCount) {
         return;  // an only child: nothing to balance against
     }
-    BPlusNode* sibling = m_pPointers[fromLeft ? child - 1 : child + 1];
-    const bool fits =
-        node->m_bLeaf ? node->m_nKeyCount + sibling->m_nKeyCount <= node->m_nMaxPointers - 1
-                      : node->m_nPointerCount + sibling->m_nPointerCount <= node->m_nMaxPointers;
+    BPlusNode* sibling = parent->m_pPointers[fromLeft ? child - 1 : child + 1];
+    const int m = node->m_nMaxPointers;
+    const bool fits = node->m_bLeaf ? node->m_nKeyCount + sibling->m_nKeyCount <= m - 1
+                                    : node->m_nPointerCount + sibling->m_nPointerCount <= m;
     if (fits) {
-        MergeChildren(fromLeft ? child - 1 : child, removed);
+        merge(parent, fromLeft ? child - 1 : child);
     } else {
-        BorrowForChild(child, fromLeft, removed);
+        borrow(parent, child, fromLeft);
     }
 }
 
-void BPlusNode::MergeChildren(int left, BPlusKey* removed)
+void BPlusNode::Removal::dropSeparator(BPlusKey* separator, BPlusKey* lowerLast)
 {
-    BPlusNode* l = m_pPointers[left];
-    BPlusNode* r = m_pPointers[left + 1];
-    BPlusKey* separator = m_pKeys[left];
+    if (separator != removed && separator != lowerLast) {
+        delete separator;
+    }
+}
+
+void BPlusNode::Removal::merge(BPlusNode* parent, int left)
+{
+    BPlusNode* l = parent->m_pPointers[left];
+    BPlusNode* r = parent->m_pPointers[left + 1];
+    KeyBlock lower = Slots::keys(l);
+    KeyBlock upper = Slots::keys(r);
+    KeyBlock above = Slots::keys(parent);
+    BPlusKey* separator = parent->m_pKeys[left];
     if (l->m_bLeaf) {
         BPlusKey* lowerLast = l->m_nKeyCount > 0 ? l->m_pKeys[l->m_nKeyCount - 1] : nullptr;
-        for (int i = 0; i < r->m_nKeyCount; ++i) {
-            l->m_pKeys[l->m_nKeyCount++] = r->m_pKeys[i];
-            r->m_pKeys[i] = nullptr;
-        }
+        lower.take(l->m_nKeyCount, upper, 0, r->m_nKeyCount);
+        l->m_nKeyCount += r->m_nKeyCount;
         l->m_pNextLeaf = r->m_pNextLeaf;
         if (r->m_pNextLeaf != nullptr) {
             r->m_pNextLeaf->m_pPrevLeaf = l;
         }
         // The separator goes: a clone of the index node's own is destroyed;
         // a shared one (the lower leaf's last key) stays with its leaf.
-        if (separator != removed && separator != lowerLast) {
-            delete separator;
-        }
+        dropSeparator(separator, lowerLast);
     } else {
         // The separator comes down as the bound of l's former last child.
-        l->m_pKeys[l->m_nKeyCount++] = separator;
-        for (int i = 0; i < r->m_nKeyCount; ++i) {
-            l->m_pKeys[l->m_nKeyCount++] = r->m_pKeys[i];
-            r->m_pKeys[i] = nullptr;
-        }
+        lower.take(l->m_nKeyCount++, above, left);
+        lower.take(l->m_nKeyCount, upper, 0, r->m_nKeyCount);
+        l->m_nKeyCount += r->m_nKeyCount;
         for (int i = 0; i < r->m_nPointerCount; ++i) {
             l->m_pPointers[l->m_nPointerCount++] = r->m_pPointers[i];
             r->m_pPointers[i] = nullptr;
         }
     }
+    upper.clearAll();
     r->m_nKeyCount = 0;
     r->m_nPointerCount = 0;
     delete r;  // every slot is NULL: it destroys no key
 
     // The merged child keeps r's bound, if any, at slot left.
-    RemoveKeySlot(left);
-    moveSlots(m_pPointers, left + 1, left + 2, m_nPointerCount - left - 2);
-    m_pPointers[--m_nPointerCount] = nullptr;
+    removeKeySlot(parent, left);
+    for (int i = left + 1; i + 1 < parent->m_nPointerCount; ++i) {
+        parent->m_pPointers[i] = parent->m_pPointers[i + 1];
+    }
+    parent->m_pPointers[--parent->m_nPointerCount] = nullptr;
 }
 
-void BPlusNode::BorrowForChild(int child, bool fromLeft, BPlusKey* removed)
+void BPlusNode::Removal::borrow(BPlusNode* parent, int child, bool fromLeft)
 {
-    BPlusNode* node = m_pPointers[child];
+    BPlusNode* node = parent->m_pPointers[child];
     const int bound = fromLeft ? child - 1 : child;  // separator between the two
-    BPlusNode* sibling = m_pPointers[fromLeft ? child - 1 : child + 1];
+    BPlusNode* sibling = parent->m_pPointers[fromLeft ? child - 1 : child + 1];
+    KeyBlock keys = Slots::keys(node);
+    KeyBlock siblingKeys = Slots::keys(sibling);
+    KeyBlock above = Slots::keys(parent);
     if (node->m_bLeaf) {
-        const int moving = minLeafKeys(node->m_nMaxPointers) - node->m_nKeyCount;
-        BPlusKey* separator = m_pKeys[bound];
+        const int moving = zarn::minLeafKeys(node->m_nMaxPointers) - node->m_nKeyCount;
+        BPlusKey* separator = parent->m_pKeys[bound];
         BPlusNode* lower = fromLeft ? sibling : node;
         BPlusKey* lowerLast =
             lower->m_nKeyCount > 0 ? lower->m_pKeys[lower->m_nKeyCount - 1] : nullptr;
         if (fromLeft) {
-            moveSlots(node->m_pKeys, moving, 0, node->m_nKeyCount);
             const int start = sibling->m_nKeyCount - moving;
-            for (int i = 0; i < moving; ++i) {
-                node->m_pKeys[i] = sibling->m_pKeys[start + i];
-                sibling->m_pKeys[start + i] = nullptr;
+            keys.move(moving, 0, node->m_nKeyCount);
+            keys.take(0, siblingKeys, start, moving);
+            for (int i = start; i < sibling->m_nKeyCount; ++i) {
+                siblingKeys.clear(i);
             }
         } else {
-            for (int i = 0; i < moving; ++i) {
-                node->m_pKeys[node->m_nKeyCount + i] = sibling->m_pKeys[i];
-            }
-            moveSlots(sibling->m_pKeys, 0, moving, sibling->m_nKeyCount - moving);
+            keys.take(node->m_nKeyCount, siblingKeys, 0, moving);
+            siblingKeys.move(0, moving, sibling->m_nKeyCount - moving);
             for (int i = sibling->m_nKeyCount - moving; i < sibling->m_nKeyCount; ++i) {
-                sibling->m_pKeys[i] = nullptr;
+                siblingKeys.clear(i);
             }
         }
         node->m_nKeyCount += moving;
         sibling->m_nKeyCount -= moving;
         // The new separator is the lower leaf's new last key, shared.
-        m_pKeys[bound] = lower->m_pKeys[lower->m_nKeyCount - 1];
-        if (separator != removed && separator != lowerLast) {
-            delete separator;
-        }
+        above.take(bound, Slots::keys(lower), lower->m_nKeyCount - 1);
+        dropSeparator(separator, lowerLast);
         return;
     }
     // Index nodes: one child at a time through the parent's separator.
-    while (node->m_nPointerCount < minIndexPointers(node->m_nMaxPointers)) {
+    while (node->m_nPointerCount < zarn::minIndexPointers(node->m_nMaxPointers)) {
         if (fromLeft) {
-            moveSlots(node->m_pKeys, 1, 0, node->m_nKeyCount);
-            moveSlots(node->m_pPointers, 1, 0, node->m_nPointerCount);
+            keys.move(1, 0, node->m_nKeyCount);
+            for (int i = node->m_nPointerCount; i > 0; --i) {
+                node->m_pPointers[i] = node->m_pPointers[i - 1];
+            }
             node->m_pPointers[0] = sibling->m_pPointers[sibling->m_nPointerCount - 1];
-            node->m_pKeys[0] = m_pKeys[bound];
-            m_pKeys[bound] = sibling->m_pKeys[sibling->m_nKeyCount - 1];
+            keys.take(0, above, bound);
+            above.take(bound, siblingKeys, sibling->m_nKeyCount - 1);
             sibling->m_pPointers[--sibling->m_nPointerCount] = nullptr;
-            sibling->m_pKeys[--sibling->m_nKeyCount] = nullptr;
+            siblingKeys.clear(--sibling->m_nKeyCount);
         } else {
-            node->m_pKeys[node->m_nKeyCount] = m_pKeys[bound];
+            keys.take(node->m_nKeyCount, above, bound);
             node->m_pPointers[node->m_nPointerCount] = sibling->m_pPointers[0];
-            m_pKeys[bound] = sibling->m_pKeys[0];
-            moveSlots(sibling->m_pKeys, 0, 1, sibling->m_nKeyCount - 1);
-            moveSlots(sibling->m_pPointers, 0, 1, sibling->m_nPointerCount - 1);
+            above.take(bound, siblingKeys, 0);
+            siblingKeys.move(0, 1, sibling->m_nKeyCount - 1);
+            for (int i = 0; i + 1 < sibling->m_nPointerCount; ++i) {
+                sibling->m_pPointers[i] = sibling->m_pPointers[i + 1];
+            }
             sibling->m_pPointers[--sibling->m_nPointerCount] = nullptr;
-            sibling->m_pKeys[--sibling->m_nKeyCount] = nullptr;
+            siblingKeys.clear(--sibling->m_nKeyCount);
         }
         ++node->m_nKeyCount;
         ++node->m_nPointerCount;
     }
 }
 
-void BPlusNode::ClearEmptyRoot(BPlusKey* removed)
+void BPlusNode::Removal::clearEmptyRoot()
 {
-    if (m_nPointerCount != 1 || !m_pPointers[0]->m_bLeaf || m_pPointers[0]->m_nKeyCount != 0) {
+    if (root->m_nPointerCount != 1 || !root->m_pPointers[0]->m_bLeaf ||
+        root->m_pPointers[0]->m_nKeyCount != 0) {
         return;
     }
-    delete m_pPointers[0];  // empty: holds no key
-    m_pPointers[0] = nullptr;
-    m_nPointerCount = 0;
-    for (int i = 0; i < m_nKeyCount; ++i) {
-        if (m_pKeys[i] != removed) {
-            delete m_pKeys[i];  // a cloned bound of the root's own
-        }
-        m_pKeys[i] = nullptr;
-    }
-    m_nKeyCount = 0;  // exactly a fresh root again
-}
-
-void BPlusNode::ReplaceSharedBound(BPlusKey* removed)
-{
-    // The slot holding removed lies on removed's own way down: index keys lie
-    // within their node's range.
-    BPlusNode* node = this;
-    while (node != nullptr && !node->m_bLeaf) {
-        const int c = zarn::firstNotBelow(removed, node->m_pKeys, node->m_nKeyCount);
-        if (c < node->m_nKeyCount) {
-            if (node->m_pKeys[c] == removed) {
-                BPlusNode* leaf = node->m_pPointers[c]->GetLastLeaf();
-                node->m_pKeys[c] = leaf->m_pKeys[leaf->m_nKeyCount - 1];
-                return;
-            }
-            node = node->m_pPointers[c];
-        } else if (node->m_nPointerCount > node->m_nKeyCount) {
-            node = node->m_pPointers[node->m_nPointerCount - 1];
-        } else {
-            return;
+    delete root->m_pPointers[0];  // empty: holds no key
+    root->m_pPointers[0] = nullptr;
+    root->m_nPointerCount = 0;
+    for (int i = 0; i < root->m_nKeyCount; ++i) {
+        if (root->m_pKeys[i] != removed) {
+            delete root->m_pKeys[i];  // a cloned bound of the root's own
         }
     }
+    Slots::keys(root).clearAll();
+    root->m_nKeyCount = 0;  // exactly a fresh root again
 }

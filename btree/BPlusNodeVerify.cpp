@@ -13,10 +13,6 @@
 
 namespace {
 
-// No sound tree is this deep (see Remove); a deeper one is reported, which
-// also stops the walk on a cycle.
-constexpr int kMaxDepth = 64;
-
 // A set of object addresses: open addressing in core memory (whose
 // exhaustion ends the process), so the whole check stays O(n) and throws
 // nothing.
@@ -89,11 +85,6 @@ private:
     std::size_t m_count = 0;
 };
 
-unsigned low32(void const* p)
-{
-    return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(p) & 0xffffffffu);
-}
-
 }  // namespace
 
 struct ZARNCRT_HIDDEN BPlusNode::Verifier {
@@ -120,7 +111,8 @@ struct ZARNCRT_HIDDEN BPlusNode::Verifier {
                                                       char const* fmt, ...)
     {
         char text[256];
-        const int prefix = std::snprintf(text, sizeof text, "%s 0x%08x: ", what, low32(object));
+        const int prefix =
+            std::snprintf(text, sizeof text, "%s 0x%08x: ", what, zarn::low32(object));
         va_list args;
         va_start(args, fmt);
         std::vsnprintf(text + prefix, sizeof text - static_cast<size_t>(prefix), fmt, args);
@@ -164,8 +156,9 @@ bool BPlusNode::VerifyTree(CStringBuffer& problems)
 BPlusKey* BPlusNode::Verifier::check(BPlusNode* node, BPlusKey* lo, BPlusKey* hi, int depth,
                                      bool root)
 {
-    if (depth > kMaxDepth) {
-        report("node", node, "deeper than %d levels", kMaxDepth);
+    // Deeper than any sound tree (and so also the end of a cycle).
+    if (depth > zarn::kMaxDepth) {
+        report("node", node, "deeper than %d levels", zarn::kMaxDepth);
         return nullptr;
     }
     if (!nodes.insert(node)) {
@@ -248,7 +241,7 @@ bool BPlusNode::Verifier::checkShape(BPlusNode* node, bool root)
         if (pointers != keys + 1) {
             report("node", node, "not in open form: %d keys with %d pointers", keys, pointers);
         }
-        if (pointers < m / 2 + m % 2) {
+        if (pointers < zarn::minIndexPointers(m)) {
             report("node", node, "below half full: %d pointers", pointers);
         }
     }
@@ -257,8 +250,16 @@ bool BPlusNode::Verifier::checkShape(BPlusNode* node, bool root)
 
 void BPlusNode::Verifier::checkKeys(BPlusNode* node, BPlusKey* lo, BPlusKey* hi)
 {
+    const zarn::KeyBlock block = Slots::keys(node);
     for (int i = 0; i < node->m_nKeyCount; ++i) {
         BPlusKey* key = node->m_pKeys[i];
+        // The block's kind must cover the key's, and its summary be the
+        // key's own: otherwise a search could be sent the wrong way.
+        const zarn::Summary summary = zarn::KeySummary::of(key);
+        if (zarn::KeySummary::combine(block.kind(), summary.kind) != block.kind() ||
+            (summary.kind != zarn::kSummaryMixed && block.summaries()[i] != summary.value)) {
+            report("node", node, "key slot %d summary out of step", i);
+        }
         if (i > 0 && BPlusKey::Compare(node->m_pKeys[i - 1], key) >= 0) {
             report("node", node, "keys not ascending at slot %d", i);
         }
@@ -282,12 +283,12 @@ BPlusKey* BPlusNode::Verifier::checkLeaf(BPlusNode* node, int depth, bool root)
         report("node", node, "empty leaf");
     }
     if (node->m_pPrevLeaf != previousLeaf) {
-        report("node", node, "previous leaf link 0x%08x, expected 0x%08x", low32(node->m_pPrevLeaf),
-               low32(previousLeaf));
+        report("node", node, "previous leaf link 0x%08x, expected 0x%08x",
+               zarn::low32(node->m_pPrevLeaf), zarn::low32(previousLeaf));
     }
     if (previousLeaf != nullptr && previousLeaf->m_pNextLeaf != node) {
         report("node", previousLeaf, "next leaf link 0x%08x, expected 0x%08x",
-               low32(previousLeaf->m_pNextLeaf), low32(node));
+               zarn::low32(previousLeaf->m_pNextLeaf), zarn::low32(node));
     }
     previousLeaf = node;
     for (int i = 0; i < node->m_nKeyCount; ++i) {
@@ -302,7 +303,7 @@ void BPlusNode::Verifier::finish()
 {
     if (previousLeaf != nullptr && previousLeaf->m_pNextLeaf != nullptr) {
         report("node", previousLeaf, "last leaf links on to 0x%08x",
-               low32(previousLeaf->m_pNextLeaf));
+               zarn::low32(previousLeaf->m_pNextLeaf));
     }
     // An index key that is not the last key of its
     // child's rightmost leaf is destroyed with its index node: no leaf may

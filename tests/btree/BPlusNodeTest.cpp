@@ -479,6 +479,8 @@ TEST(VerifyTreeDamage, EveryReportLineHasItsDamage)
          [&] { return swapped(at(l7, &Fields::m_pKeys, 0), l6->GetKey(1)); }},
         {line(root->GetKey(1), "key object held by two index slots", "key"),
          [&] { return swapped(at(c, &Fields::m_pKeys, 0), root->GetKey(1)); }},
+        // A key changed in place: its order still fits, its summary does not.
+        {line(l1, "key slot 0 summary out of step"), [&] { return revalued(l1, 0, 0); }},
         {line(l3->GetKey(0), "index key also held by a leaf that it does not end", "key"),
          [&] { return swapped(at(b, &Fields::m_pKeys, 0), l3->GetKey(0)); }},
     };

@@ -7,6 +7,9 @@
 #ifndef ZARNCRT_TESTS_MODELS_TREEMODEL_H
 #define ZARNCRT_TESTS_MODELS_TREEMODEL_H
 
+#include <cctype>
+#include <climits>
+#include <cmath>
 #include <cstdio>
 #include <iterator>
 #include <map>
@@ -22,8 +25,8 @@
 
 namespace treemodel {
 
-enum class KeyKind { Integer, Number, Text, Composite };
-constexpr int kKeyKinds = 4;
+enum class KeyKind { Integer, Number, Text, NormalizedText, Composite };
+constexpr int kKeyKinds = 5;
 
 // Answers Dealloc() as told (true: the key that lets go of it deletes it)
 // and counts the objects alive, the objects deleted and the calls to Dealloc.
@@ -48,22 +51,53 @@ struct CountedData : IBPlusData {
     static inline int deleted = 0;
 };
 
-// The key for value. Text keys are a letter and zero-padded digits, the
-// letter in another case for probes than for stored keys (text order
-// ignores case). Composite keys are <value / 8, "value % 8"> (floored).
+// The normalizer of NormalizedText trees: ASCII case folding.
+inline int foldCase(char* text, int* length, int)
+{
+    for (int i = 0; i < *length; ++i) {
+        text[i] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[i])));
+    }
+    return 0;
+}
+
+// The key for value; key order is value order. Probes are spelled in
+// another case than stored keys (text order ignores case). Values run from
+// -400 up (bulk loads go beyond 400). The edges that the nodes' key
+// summaries must get right come up too: INT_MIN (integer -400) and values
+// near INT_MAX (400 and above), minus infinity (number -400), values near
+// the largest double (400 and above) and a stored -0.0 found by a probe
+// +0.0; normalized texts whose first 8 bytes tie within groups of 16 values
+// and differ only after them, an empty text (-399) and no text at all
+// (-400); composite keys whose first part is absent (below -200), ordered
+// by their second part.
 inline BPlusKey* makeKey(KeyKind kind, int value, bool stored)
 {
-    char text[16];
+    char text[32];
     const int low = (value % 8 + 8) % 8;
     switch (kind) {
         case KeyKind::Integer:
-            return BPlusKey::NewIntegerKey(value);
+            return BPlusKey::NewIntegerKey(
+                value == -400 ? INT_MIN : (value >= 400 ? INT_MAX - 1700 + value : value));
         case KeyKind::Number:
-            return BPlusKey::NewNumberKey(value * 0.25);
+            if (value == -400 || value >= 400) {
+                return BPlusKey::NewNumberKey(value == -400 ? -HUGE_VAL : value * 1e300);
+            }
+            return BPlusKey::NewNumberKey(value == 0 && stored ? -0.0 : value * 0.25);
         case KeyKind::Text:
             std::snprintf(text, sizeof text, "%c%07d", stored ? 'k' : 'K', 5000000 + value);
             return BPlusKey::NewCharKey(text);
+        case KeyKind::NormalizedText:
+            std::snprintf(text, sizeof text, "%06d%s%02d", (value + 1000) / 16,
+                          stored ? "|tail" : "|TAIL", (value + 1000) % 16);
+            return BPlusKey::NewCharKey(value == -400 ? nullptr : (value == -399 ? "" : text));
         default:
+            if (value < -200) {
+                std::snprintf(text, sizeof text, "%04d", value + 1000);
+                BPlusCompositeKey* key = BPlusCompositeKey::New();
+                key->AppendKeyPart(nullptr);
+                key->AppendKeyPart(BPlusKey::NewCharKey(text));
+                return key;
+            }
             std::snprintf(text, sizeof text, "%d", low);
             return BPlusCompositeKey::New(BPlusKey::NewIntegerKey((value - low) / 8),
                                           BPlusKey::NewCharKey(text), nullptr);
@@ -90,10 +124,14 @@ inline std::string say(char const* what, long a, long b = 0)
 
 // root and model are open to read; only the operations change them.
 struct TreeDriver {
-    TreeDriver(int capacity, KeyKind kind) : kind(kind), root(newRoot(capacity)) {}
+    TreeDriver(int capacity, KeyKind kind) : kind(kind), root(newRoot(capacity))
+    {
+        BPlusKey::SetNormalizer(kind == KeyKind::NormalizedText ? foldCase : nullptr, 0);
+    }
     ~TreeDriver()
     {
         BPlusNode::DeleteTree(root);
+        BPlusKey::SetNormalizer(nullptr, 0);
     }
     TreeDriver(TreeDriver const&) = delete;
     TreeDriver& operator=(TreeDriver const&) = delete;
