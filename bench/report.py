@@ -149,13 +149,9 @@ def format_value(value, unit):
 
 
 def format_ratio(r):
-    if r >= 100:
-        return f"{r:.0f}"
-    if r >= 10:
-        return f"{r:.1f}"
-    if r >= 0.1:
-        return f"{r:.2f}"
-    return f"{r:.3f}"
+    # Three significant digits at every size: --compare reads these back, and
+    # a ratio of 0.02 rounded to two decimals could be 25% off.
+    return f"{r:.0f}" if r >= 100 else f"{r:#.3g}".rstrip(".")
 
 
 def peer_columns(cases):
