@@ -57,12 +57,15 @@ Peers (each column gives library / peer for the cases that measure it):
 - `lib_add` (`tree.build_sorted`): the library's own `Add` of the same sorted
   keys one by one, against `BuildFromSorted`.
 
-Search and cursor cases set one probe key with `SetKey` per iteration on
-every side (the plain-value sets look up its int). Insertion and loading
-cases make the key objects inside the timed part and release the container
-outside it. The removal and cursor trees are bulk-loaded from keys made in
-ascending order, and every peer is filled in ascending order too; the
-integer search and insertion cases add in random order on every side.
+The integer search and cursor cases set one probe key with `SetKey` per
+iteration on every side (the plain-value sets look up its int); the text and
+composite searches take probe keys made beforehand, the same objects on the
+tree's side and the key-object peers. Insertion and loading cases make the
+key objects inside the timed part and release the container outside it.
+Every side fills its container in the same order: the search, walk and
+insertion cases by adding one key at a time in random order (ascending for
+`add_ascending`); the removal and cursor cases from keys made in ascending
+order, the tree bulk-loaded and the peers inserting at the end.
 
 Single-iteration cases (insertion of 10^6 keys) vary by up to 1.5x from run
 to run on a shared machine: the peer's time depends on whether the memory it
