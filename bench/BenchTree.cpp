@@ -1,28 +1,26 @@
-// B+ tree against std::set (and absl::btree_set when available): insertion,
-// exact search, leaf-chain walk, integer and text keys.
-#include <string.h>
-#include <strings.h>
-
-#include <cstdlib>
-#include <cstring>
+// B+ tree with integer keys against its peers: insertion, exact search and
+// leaf-chain walk, at node capacities M = 3, 8 and 32 and 10^4 to 10^6 keys.
+//
+// Peers: std::set<int> ("std") and absl::btree_set<int> ("absl") hold plain
+// values; at M = 32 the key-object sets of BenchKeys.h ("std_keys",
+// "absl_keys") hold the same key objects as the tree.
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <set>
+#include <string>
+#include <type_traits>
+#include <vector>
 
+#include "BenchKeys.h"
 #include "BenchUtil.h"
 #include "btree/BPlusKey.h"
 #include "btree/BPlusNode.h"
-#ifdef ZARNCRT_BENCH_ABSL
-#include "absl/container/btree_set.h"
-#endif
 
 namespace {
 
-// Block and key sizes giving node capacities 3, 8 and 32.
-struct Capacity {
-    int m, block, key;
-};
-const Capacity kCapacities[] = {{3, 2048, 768}, {8, 1000, 128}, {32, 8192, 255}};
+using bench::Capacity;
+
 const int kSizes[] = {10000, 100000, 1000000};
 
 BPlusNode* buildIntTree(const std::vector<int>& values, const Capacity& c)
@@ -33,7 +31,8 @@ BPlusNode* buildIntTree(const std::vector<int>& values, const Capacity& c)
     return root;
 }
 
-// Trees for the search cases are built once per (N, M) and kept.
+// The search and walk cases only read: each side's container is built once
+// per size (and capacity) and kept for the rest of the run.
 BPlusNode* cachedIntTree(int n, const Capacity& c)
 {
     static std::map<std::pair<int, int>, BPlusNode*> trees;
@@ -42,6 +41,26 @@ BPlusNode* cachedIntTree(int n, const Capacity& c)
         tree = buildIntTree(bench::randomInts(n, 1), c);
     return tree;
 }
+
+// A set of plain values, or of key objects made and inserted in the tree's
+// order of Add.
+template <typename Set>
+const Set& cachedSet(int n)
+{
+    static std::map<int, std::unique_ptr<Set>> sets;
+    std::unique_ptr<Set>& set = sets[n];
+    if (!set) {
+        const std::vector<int> values = bench::randomInts(n, 1);
+        if constexpr (std::is_same_v<typename Set::value_type, int>)
+            set = std::make_unique<Set>(values.begin(), values.end());
+        else
+            set.reset(bench::newIntKeySet<Set>(values, false));
+    }
+    return *set;
+}
+
+// --- Insertion: the keys are made inside the timed part on every side; the
+// container is released outside it.
 
 void addInts(benchmark::State& state, int n, const Capacity& c, bool ascending)
 {
@@ -74,62 +93,47 @@ void addIntsPeer(benchmark::State& state, int n, bool ascending)
     state.SetItemsProcessed(state.iterations() * n);
 }
 
-// The peer with the tree's storage of an integer key: the set holds pointers
-// to separately allocated objects of a tree key's size (the caller allocates
-// every key the tree stores). Against addIntsPeer it shows what that storage
-// costs an insertion.
-struct IntKeyObject {
-    void* header;  // where a tree key has its vtable
-    int type;
-    int value;
-    char rest[64];
-};
-static_assert(sizeof(IntKeyObject) == 80, "the size of a tree key");
-
-struct IntKeyObjectLess {
-    bool operator()(const IntKeyObject* a, const IntKeyObject* b) const
-    {
-        return a->value < b->value;
-    }
-};
-
-void addIntKeyObjectsPeer(benchmark::State& state, int n)
+// Inserted one by one without a hint even in ascending order, as the tree's
+// side adds them.
+template <typename Set>
+void addKeysPeer(benchmark::State& state, int n, bool ascending)
 {
-    const std::vector<int> values = bench::randomInts(n, 1);
-    auto build = [&values] {
-        auto set = std::make_unique<std::set<IntKeyObject*, IntKeyObjectLess>>();
-        for (int v : values) {
-            auto* key = new IntKeyObject();
-            key->value = v;
-            set->insert(key);
-        }
-        return set;
-    };
-    auto release = [](std::unique_ptr<std::set<IntKeyObject*, IntKeyObjectLess>> set) {
-        for (IntKeyObject* key : *set)
-            delete key;
-    };
+    std::vector<int> values = bench::randomInts(n, 1);
+    if (ascending)
+        std::sort(values.begin(), values.end());
     for (auto _ : state) {
-        auto set = build();
+        auto* set = new Set();
+        for (int v : values)
+            set->insert(BPlusKey::NewIntegerKey(v));
         state.PauseTiming();
-        release(std::move(set));
+        bench::deleteKeySet(set);
         state.ResumeTiming();
     }
     state.SetItemsProcessed(state.iterations() * n);
 }
 
-void searchInts(benchmark::State& state, int n, const Capacity& c, bool hits)
+// --- Exact search. Every side runs the same loop: the probe key is set to
+// the next value with SetKey, then looked up, so the ratio compares the
+// lookups alone. The plain-value sets look up the probe's int.
+
+std::vector<int> searchProbes(int n, bool hits)
 {
-    BPlusNode* root = cachedIntTree(n, c);
     std::vector<int> probes = bench::randomInts(n, 2);
     if (!hits)
         for (int& p : probes)
-            p += 1;
+            p += 1;  // stored values are even
+    return probes;
+}
+
+template <typename Lookup>
+void searchInTurn(benchmark::State& state, int n, bool hits, Lookup lookup)
+{
+    const std::vector<int> probes = searchProbes(n, hits);
     BPlusKey* probe = BPlusKey::NewIntegerKey(0);
     size_t i = 0, found = 0;
     for (auto _ : state) {
         probe->SetKey(probes[i]);
-        found += root->Search(probe) != nullptr;
+        found += lookup(probe);
         if (++i == probes.size())
             i = 0;
     }
@@ -138,31 +142,28 @@ void searchInts(benchmark::State& state, int n, const Capacity& c, bool hits)
     state.SetItemsProcessed(state.iterations());
 }
 
-// Looks the probes up in turn, one per iteration, in a standard set.
-template <typename Set, typename Probe>
-void findInTurn(benchmark::State& state, const Set& set, const std::vector<Probe>& probes)
+void searchInts(benchmark::State& state, int n, const Capacity& c, bool hits)
 {
-    size_t i = 0, found = 0;
-    for (auto _ : state) {
-        found += set.find(probes[i]) != set.end();
-        if (++i == probes.size())
-            i = 0;
-    }
-    benchmark::DoNotOptimize(found);
-    state.SetItemsProcessed(state.iterations());
+    BPlusNode* root = cachedIntTree(n, c);
+    searchInTurn(state, n, hits, [root](BPlusKey* p) { return root->Search(p) != nullptr; });
 }
 
 template <typename Set>
 void searchIntsPeer(benchmark::State& state, int n, bool hits)
 {
-    const std::vector<int> values = bench::randomInts(n, 1);
-    Set set(values.begin(), values.end());
-    std::vector<int> probes = bench::randomInts(n, 2);
-    if (!hits)
-        for (int& p : probes)
-            p += 1;
-    findInTurn(state, set, probes);
+    const Set& set = cachedSet<Set>(n);
+    searchInTurn(state, n, hits,
+                 [&set](BPlusKey* p) { return set.find(p->GetIntValue()) != set.end(); });
 }
+
+template <typename Set>
+void searchKeysPeer(benchmark::State& state, int n, bool hits)
+{
+    const Set& set = cachedSet<Set>(n);
+    searchInTurn(state, n, hits, [&set](BPlusKey* p) { return set.find(p) != set.end(); });
+}
+
+// --- Walk over every key in order, summing the values.
 
 void walkInts(benchmark::State& state, int n, const Capacity& c)
 {
@@ -180,8 +181,7 @@ void walkInts(benchmark::State& state, int n, const Capacity& c)
 
 void walkIntsPeer(benchmark::State& state, int n)
 {
-    const std::vector<int> values = bench::randomInts(n, 1);
-    const std::set<int> set(values.begin(), values.end());
+    const std::set<int>& set = cachedSet<std::set<int>>(n);
     for (auto _ : state) {
         long sum = 0;
         for (int v : set)
@@ -191,215 +191,95 @@ void walkIntsPeer(benchmark::State& state, int n)
     state.SetItemsProcessed(state.iterations() * n);
 }
 
-// Text keys: case-insensitive order on both sides.
-int foldCase(char* text, int* length, int)
+template <typename Set>
+void walkKeysPeer(benchmark::State& state, int n)
 {
-    for (int i = 0; i < *length; ++i) {
-        if (text[i] >= 'A' && text[i] <= 'Z')
-            text[i] = static_cast<char>(text[i] - 'A' + 'a');
-    }
-    return 0;
-}
-
-struct NoCaseLess {
-    bool operator()(const std::string& a, const std::string& b) const
-    {
-        return strcasecmp(a.c_str(), b.c_str()) < 0;
-    }
-};
-
-constexpr int kTextKeys = 100000;
-
-void searchText(benchmark::State& state, bool normalizer)
-{
-    BPlusKey::SetNormalizer(normalizer ? foldCase : nullptr, 0);
-    const std::vector<std::string> words = bench::randomWords(kTextKeys, 3);
-    BPlusNode* root = new BPlusNode(8192, 255, 1.0f);
-    for (const std::string& w : words) {
-        root = root->Add(BPlusKey::NewCharKey(w.c_str()), false);  // words are distinct
-    }
-    std::vector<BPlusKey*> probes;
-    for (size_t i = 0; i < words.size(); i += 7)
-        probes.push_back(BPlusKey::NewCharKey(words[i].c_str()));
-    size_t i = 0, found = 0;
+    const Set& set = cachedSet<Set>(n);
     for (auto _ : state) {
-        found += root->Search(probes[i]) != nullptr;
-        if (++i == probes.size())
-            i = 0;
+        long sum = 0;
+        for (BPlusKey* key : set)
+            sum += key->GetIntValue();
+        benchmark::DoNotOptimize(sum);
     }
-    benchmark::DoNotOptimize(found);
-    for (BPlusKey* p : probes)
-        delete p;
-    BPlusNode::DeleteTree(root);
-    BPlusKey::SetNormalizer(nullptr, 0);
-    state.SetItemsProcessed(state.iterations());
+    state.SetItemsProcessed(state.iterations() * n);
 }
 
-void searchTextPeer(benchmark::State& state)
+using bench::registerSide;
+using benchmark::kMicrosecond;
+using benchmark::kMillisecond;
+using benchmark::kNanosecond;
+using benchmark::State;
+
+void registerAdd(const std::string& suffix, int n, const Capacity& c, bool ascending)
 {
-    const std::vector<std::string> words = bench::randomWords(kTextKeys, 3);
-    const std::set<std::string, NoCaseLess> set(words.begin(), words.end());
-    std::vector<std::string> probes;
-    for (size_t i = 0; i < words.size(); i += 7)
-        probes.push_back(words[i]);
-    findInTurn(state, set, probes);
+    const std::string name =
+        std::string("tree.add_") + (ascending ? "ascending" : "random") + suffix;
+    registerSide(
+        name, "lib", [=](State& s) { addInts(s, n, c, ascending); }, kMillisecond);
+    registerSide(
+        name, "std", [=](State& s) { addIntsPeer<std::set<int>>(s, n, ascending); }, kMillisecond);
+    registerSide(
+        name, "absl", [=](State& s) { addIntsPeer<absl::btree_set<int>>(s, n, ascending); },
+        kMillisecond);
+    if (c.m != 32)
+        return;
+    registerSide(
+        name, bench::kStdKeys, [=](State& s) { addKeysPeer<bench::StdKeySet>(s, n, ascending); },
+        kMillisecond);
+    registerSide(
+        name, bench::kAbslKeys, [=](State& s) { addKeysPeer<bench::AbslKeySet>(s, n, ascending); },
+        kMillisecond);
 }
 
-// The peer with the tree's storage of a text key: the set holds pointers to
-// separately allocated key objects of a tree key's size, each pointing at a
-// separately allocated lower-case copy of its text, compared like the
-// tree's normalized copies (bytes, then length). Against searchTextPeer it
-// shows what reaching each text through two pointers costs a search.
-struct TextKeyObject {
-    char before[24];  // the tree key's fields ahead of its text pointers
-    char* text;
-    int length;
-    char* folded;
-    int foldedLength;
-    char after[28];
-};
-static_assert(sizeof(TextKeyObject) == 80, "the size of a tree key");
-
-struct FoldedLess {
-    bool operator()(const TextKeyObject* a, const TextKeyObject* b) const
-    {
-        const int common = a->foldedLength < b->foldedLength ? a->foldedLength : b->foldedLength;
-        const int bytes = std::memcmp(a->folded, b->folded, static_cast<size_t>(common));
-        return bytes != 0 ? bytes < 0 : a->foldedLength < b->foldedLength;
-    }
-};
-
-TextKeyObject* newTextKeyObject(const std::string& word)
+void registerSearch(const std::string& suffix, int n, const Capacity& c, bool hits)
 {
-    auto* key = new TextKeyObject();
-    key->length = static_cast<int>(word.size());
-    key->text = strdup(word.c_str());
-    key->foldedLength = key->length;
-    key->folded = strdup(word.c_str());
-    foldCase(key->folded, &key->foldedLength, 0);
-    return key;
+    const std::string name = std::string("tree.search_") + (hits ? "hit" : "miss") + suffix;
+    registerSide(
+        name, "lib", [=](State& s) { searchInts(s, n, c, hits); }, kNanosecond);
+    registerSide(
+        name, "std", [=](State& s) { searchIntsPeer<std::set<int>>(s, n, hits); }, kNanosecond);
+    registerSide(
+        name, "absl", [=](State& s) { searchIntsPeer<absl::btree_set<int>>(s, n, hits); },
+        kNanosecond);
+    if (c.m != 32)
+        return;
+    registerSide(
+        name, bench::kStdKeys, [=](State& s) { searchKeysPeer<bench::StdKeySet>(s, n, hits); },
+        kNanosecond);
+    registerSide(
+        name, bench::kAbslKeys, [=](State& s) { searchKeysPeer<bench::AbslKeySet>(s, n, hits); },
+        kNanosecond);
 }
 
-void deleteTextKeyObject(TextKeyObject* key)
+void registerWalk(const std::string& suffix, int n, const Capacity& c)
 {
-    std::free(key->text);
-    std::free(key->folded);
-    delete key;
+    const std::string name = "tree.walk" + suffix;
+    registerSide(
+        name, "lib", [=](State& s) { walkInts(s, n, c); }, kMicrosecond);
+    registerSide(
+        name, "std", [=](State& s) { walkIntsPeer(s, n); }, kMicrosecond);
+    if (c.m != 32)
+        return;
+    registerSide(
+        name, bench::kStdKeys, [=](State& s) { walkKeysPeer<bench::StdKeySet>(s, n); },
+        kMicrosecond);
+    registerSide(
+        name, bench::kAbslKeys, [=](State& s) { walkKeysPeer<bench::AbslKeySet>(s, n); },
+        kMicrosecond);
 }
 
-void searchTextKeyObjectsPeer(benchmark::State& state)
-{
-    const std::vector<std::string> words = bench::randomWords(kTextKeys, 3);
-    std::set<TextKeyObject*, FoldedLess> set;
-    for (const std::string& w : words)
-        set.insert(newTextKeyObject(w));
-    std::vector<TextKeyObject*> probes;
-    for (size_t i = 0; i < words.size(); i += 7)
-        probes.push_back(newTextKeyObject(words[i]));
-    findInTurn(state, set, probes);
-    for (TextKeyObject* p : probes)
-        deleteTextKeyObject(p);
-    for (TextKeyObject* k : set)
-        deleteTextKeyObject(k);
-}
-
-void addText(benchmark::State& state, bool normalizer)
-{
-    BPlusKey::SetNormalizer(normalizer ? foldCase : nullptr, 0);
-    const std::vector<std::string> words = bench::randomWords(kTextKeys, 3);
-    for (auto _ : state) {
-        BPlusNode* root = new BPlusNode(8192, 255, 1.0f);
-        for (const std::string& w : words) {
-            root = root->Add(BPlusKey::NewCharKey(w.c_str()), false);  // words are distinct
-        }
-        state.PauseTiming();
-        BPlusNode::DeleteTree(root);
-        state.ResumeTiming();
-    }
-    BPlusKey::SetNormalizer(nullptr, 0);
-    state.SetItemsProcessed(state.iterations() * kTextKeys);
-}
-
-void addTextPeer(benchmark::State& state)
-{
-    const std::vector<std::string> words = bench::randomWords(kTextKeys, 3);
-    for (auto _ : state) {
-        auto set = std::make_unique<std::set<std::string, NoCaseLess>>();
-        for (const std::string& w : words)
-            set->insert(w);
-        state.PauseTiming();
-        set.reset();
-        state.ResumeTiming();
-    }
-    state.SetItemsProcessed(state.iterations() * kTextKeys);
-}
-
+// The key-object peers do not depend on M: they are measured once per size,
+// in the M = 32 rows.
 const bool registered = [] {
     for (int n : kSizes) {
-        for (const Capacity& c : kCapacities) {
+        for (const Capacity& c : bench::kCapacities) {
             const std::string suffix = ".M" + std::to_string(c.m) + ".N" + std::to_string(n);
-            for (bool ascending : {false, true}) {
-                const std::string name =
-                    std::string("tree.add_") + (ascending ? "ascending" : "random") + suffix;
-                benchmark::RegisterBenchmark((name + ":lib").c_str(), [=](benchmark::State& s) {
-                    addInts(s, n, c, ascending);
-                })->Unit(benchmark::kMillisecond);
-                benchmark::RegisterBenchmark((name + ":std").c_str(), [=](benchmark::State& s) {
-                    addIntsPeer<std::set<int>>(s, n, ascending);
-                })->Unit(benchmark::kMillisecond);
-#ifdef ZARNCRT_BENCH_ABSL
-                benchmark::RegisterBenchmark((name + ":absl").c_str(), [=](benchmark::State& s) {
-                    addIntsPeer<absl::btree_set<int>>(s, n, ascending);
-                })->Unit(benchmark::kMillisecond);
-#endif
-            }
-            for (bool hits : {true, false}) {
-                const std::string name =
-                    std::string("tree.search_") + (hits ? "hit" : "miss") + suffix;
-                benchmark::RegisterBenchmark((name + ":lib").c_str(), [=](benchmark::State& s) {
-                    searchInts(s, n, c, hits);
-                });
-                benchmark::RegisterBenchmark((name + ":std").c_str(), [=](benchmark::State& s) {
-                    searchIntsPeer<std::set<int>>(s, n, hits);
-                });
-#ifdef ZARNCRT_BENCH_ABSL
-                benchmark::RegisterBenchmark((name + ":absl").c_str(), [=](benchmark::State& s) {
-                    searchIntsPeer<absl::btree_set<int>>(s, n, hits);
-                });
-#endif
-            }
-            const std::string walk = "tree.walk" + suffix;
-            benchmark::RegisterBenchmark((walk + ":lib").c_str(), [=](benchmark::State& s) {
-                walkInts(s, n, c);
-            })->Unit(benchmark::kMicrosecond);
-            benchmark::RegisterBenchmark((walk + ":std").c_str(), [=](benchmark::State& s) {
-                walkIntsPeer(s, n);
-            })->Unit(benchmark::kMicrosecond);
+            registerAdd(suffix, n, c, false);
+            registerAdd(suffix, n, c, true);
+            registerSearch(suffix, n, c, true);
+            registerSearch(suffix, n, c, false);
+            registerWalk(suffix, n, c);
         }
-    }
-    benchmark::RegisterBenchmark(
-        "tree.add_random.M32.N1000000.peer_keys_as_objects:lib",
-        [](benchmark::State& s) { addInts(s, 1000000, kCapacities[2], false); })
-        ->Unit(benchmark::kMillisecond);
-    benchmark::RegisterBenchmark("tree.add_random.M32.N1000000.peer_keys_as_objects:std",
-                                 [](benchmark::State& s) { addIntKeyObjectsPeer(s, 1000000); })
-        ->Unit(benchmark::kMillisecond);
-    benchmark::RegisterBenchmark("tree.text_search_normalized.M32.N100000.peer_keys_as_objects:lib",
-                                 [](benchmark::State& s) { searchText(s, true); });
-    benchmark::RegisterBenchmark("tree.text_search_normalized.M32.N100000.peer_keys_as_objects:std",
-                                 searchTextKeyObjectsPeer);
-    for (bool normalizer : {true, false}) {
-        const std::string tag = normalizer ? "normalized" : "nocase";
-        benchmark::RegisterBenchmark(("tree.text_search_" + tag + ".M32.N100000:lib").c_str(),
-                                     [=](benchmark::State& s) { searchText(s, normalizer); });
-        benchmark::RegisterBenchmark(("tree.text_search_" + tag + ".M32.N100000:std").c_str(),
-                                     searchTextPeer);
-        benchmark::RegisterBenchmark(("tree.text_add_" + tag + ".M32.N100000:lib").c_str(),
-                                     [=](benchmark::State& s) { addText(s, normalizer); })
-            ->Unit(benchmark::kMillisecond);
-        benchmark::RegisterBenchmark(("tree.text_add_" + tag + ".M32.N100000:std").c_str(),
-                                     addTextPeer)
-            ->Unit(benchmark::kMillisecond);
     }
     return true;
 }();

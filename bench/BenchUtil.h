@@ -1,8 +1,10 @@
 // Helpers shared by the benchmarks: naming of library/peer pairs and
 // reproducible inputs.
 //
-// Every case is registered twice, as "<case>:lib" and "<case>:std"; bench/run
-// pairs them by the name before the colon and reports lib time / std time.
+// Every case is registered once per side, as "<case>:lib" for the library and
+// "<case>:<peer>" for each peer measured against it (the peer names are
+// listed in bench/report.py); bench/run groups the sides by the name before
+// the colon and reports lib time / peer time for every peer.
 #ifndef ZARNCRT_BENCH_BENCHUTIL_H
 #define ZARNCRT_BENCH_BENCHUTIL_H
 
@@ -15,6 +17,7 @@
 #include <random>
 #include <string>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 namespace bench {
@@ -33,6 +36,9 @@ inline std::vector<int> randomInts(int n, unsigned seed)
 inline std::vector<std::string> randomWords(int n, unsigned seed)
 {
     // Distinct even when case is ignored, so that no insertion is refused.
+    // Each word depends only on the ones before it: the first n words of
+    // randomWords(n + m, seed) are randomWords(n, seed), and the m after them
+    // are guaranteed absent from those, case ignored (miss probes).
     std::mt19937 rng(seed);
     std::vector<std::string> words;
     std::unordered_set<std::string> seen;
@@ -51,14 +57,47 @@ inline std::vector<std::string> randomWords(int n, unsigned seed)
     return words;
 }
 
+// Looks the probes up in turn, one per iteration; lookup(probe) tells
+// whether the probe was found.
+template <typename Probe, typename Lookup>
+void findInTurn(benchmark::State& state, const std::vector<Probe>& probes, Lookup lookup)
+{
+    size_t i = 0, found = 0;
+    for (auto _ : state) {
+        found += lookup(probes[i]);
+        if (++i == probes.size())
+            i = 0;
+    }
+    benchmark::DoNotOptimize(found);
+    state.SetItemsProcessed(state.iterations());
+}
+
 using Case = std::function<void(benchmark::State&)>;
+
+// Registers "<name>:<side>"; the caller may set further options on the
+// benchmark returned.
+inline benchmark::internal::Benchmark* registerSide(const std::string& name,
+                                                    const std::string& side, Case run,
+                                                    benchmark::TimeUnit unit)
+{
+    return benchmark::RegisterBenchmark((name + ":" + side).c_str(), std::move(run))->Unit(unit);
+}
 
 // Registers "<name>:lib" and "<name>:std".
 inline void registerPair(const std::string& name, Case lib, Case peer,
                          benchmark::TimeUnit unit = benchmark::kMicrosecond)
 {
-    benchmark::RegisterBenchmark((name + ":lib").c_str(), lib)->Unit(unit);
-    benchmark::RegisterBenchmark((name + ":std").c_str(), peer)->Unit(unit);
+    registerSide(name, "lib", std::move(lib), unit);
+    registerSide(name, "std", std::move(peer), unit);
+}
+
+// Cases whose single iteration takes seconds: bench/run asks every case for
+// five repetitions and reports their median, which would make these few
+// dominate the run; three still give a median that one slow outlier cannot
+// move.
+inline benchmark::internal::Benchmark* fewerRepetitions(benchmark::internal::Benchmark* b)
+{
+    return b->Repetitions(3);
 }
 
 }  // namespace bench
