@@ -31,14 +31,19 @@ struct ZARNCRT_HIDDEN BPlusNode::Removal {
     BPlusNode* root;
     Descent descent;
     BPlusKey* removed = nullptr;
+    bool wasLast = false;      // removed was the last key of its leaf
+    bool wayIsCurrent = true;  // descent still holds the way down from root
 
 private:
     static bool belowMinimum(BPlusNode* node);
     static void removeKeySlot(BPlusNode* node, int slot);
-    void refill(BPlusNode* parent, int child);
+    // Refills child `child` of parent from a sibling; returns the node that
+    // holds the child's keys afterwards (the left one of a merge).
+    BPlusNode* refill(BPlusNode* parent, int child);
     void merge(BPlusNode* parent, int left);
     void borrow(BPlusNode* parent, int child, bool fromLeft);
-    void clearEmptyRoot();
+    // Empties a root whose only leaf has lost its last key; true if it did.
+    bool clearEmptyRoot();
     // The separator s leaves index slot `bound` of parent, L being the lower
     // of the two children it stood between: destroyed only when it is a
     // cloned bound (neither the removed key nor a key L still holds last).
@@ -78,6 +83,7 @@ bool BPlusNode::Removal::takeOut()
         return false;
     }
     removed = leaf->m_pKeys[slot];
+    wasLast = slot == leaf->m_nKeyCount - 1;
     removeKeySlot(leaf, slot);
     return true;
 }
@@ -86,18 +92,24 @@ void BPlusNode::Removal::rebalance()
 {
     for (;;) {
         // Bottom-up: a child left below its minimum is refilled through its
-        // parent; once a child is not, nothing above it has changed.
+        // parent; once a child is not, nothing above it has changed. Most
+        // removals leave the leaf at or above its minimum and end here.
+        BPlusNode* leaf = nullptr;
         for (int level = descent.depth - 1; level >= 0; --level) {
             BPlusNode* parent = descent.nodes[level];
             if (!belowMinimum(parent->m_pPointers[descent.slots[level]])) {
                 break;
             }
-            refill(parent, descent.slots[level]);
+            BPlusNode* refilled = refill(parent, descent.slots[level]);
+            leaf = leaf == nullptr ? refilled : leaf;
         }
-        if (root->m_bLeaf) {
+        if (leaf == nullptr || root->m_bLeaf) {
             return;
         }
-        clearEmptyRoot();
+        wayIsCurrent = false;  // nodes on it may be merged away or deleted
+        if (clearEmptyRoot()) {
+            return;
+        }
         // A root left with a single index child hands the tree to it.
         while (root->m_nPointerCount == 1 && root->m_nKeyCount == 0 &&
                !root->m_pPointers[0]->m_bLeaf) {
@@ -113,7 +125,11 @@ void BPlusNode::Removal::rebalance()
         // the removed key would be, until the leaf there holds its minimum or
         // is the only leaf of the root. Every round merges nodes or fills the
         // leaf, so this ends.
-        BPlusNode* leaf = descent.run(root);
+        if (!belowMinimum(leaf)) {
+            return;
+        }
+        leaf = descent.run(root);
+        wayIsCurrent = true;
         if (leaf == nullptr || descent.depth == 0 || !belowMinimum(leaf) ||
             descent.nodes[descent.depth - 1]->m_nPointerCount < 2) {
             return;
@@ -123,9 +139,16 @@ void BPlusNode::Removal::rebalance()
 
 void BPlusNode::Removal::replaceSharedBound()
 {
-    // The way down last taken (by rebalance, from the final root) passes the
-    // slot holding removed, if any: index keys lie within their node's range.
-    for (int level = 0; level < descent.depth && !root->m_bLeaf; ++level) {
+    // Only a leaf's last key can be a shared separator. The way down from
+    // the root passes the slot holding it, if any: index keys lie within
+    // their node's range.
+    if (!wasLast || root->m_bLeaf) {
+        return;
+    }
+    if (!wayIsCurrent) {
+        descent.run(root);
+    }
+    for (int level = 0; level < descent.depth; ++level) {
         BPlusNode* node = descent.nodes[level];
         const int c = descent.slots[level];
         if (c < node->m_nKeyCount && node->m_pKeys[c] == removed) {
@@ -151,22 +174,23 @@ void BPlusNode::Removal::removeKeySlot(BPlusNode* node, int slot)
     keys.clear(--node->m_nKeyCount);
 }
 
-void BPlusNode::Removal::refill(BPlusNode* parent, int child)
+BPlusNode* BPlusNode::Removal::refill(BPlusNode* parent, int child)
 {
     BPlusNode* node = parent->m_pPointers[child];
     const bool fromLeft = child > 0;
     if (!fromLeft && child + 1 >= parent->m_nPointerCount) {
-        return;  // an only child: nothing to balance against
+        return node;  // an only child: nothing to balance against
     }
     BPlusNode* sibling = parent->m_pPointers[fromLeft ? child - 1 : child + 1];
     const int m = node->m_nMaxPointers;
     const bool fits = node->m_bLeaf ? node->m_nKeyCount + sibling->m_nKeyCount <= m - 1
                                     : node->m_nPointerCount + sibling->m_nPointerCount <= m;
-    if (fits) {
-        merge(parent, fromLeft ? child - 1 : child);
-    } else {
+    if (!fits) {
         borrow(parent, child, fromLeft);
+        return node;
     }
+    merge(parent, fromLeft ? child - 1 : child);
+    return fromLeft ? sibling : node;
 }
 
 void BPlusNode::Removal::dropSeparator(BPlusKey* separator, BPlusKey* lowerLast)
@@ -281,11 +305,11 @@ void BPlusNode::Removal::borrow(BPlusNode* parent, int child, bool fromLeft)
     }
 }
 
-void BPlusNode::Removal::clearEmptyRoot()
+bool BPlusNode::Removal::clearEmptyRoot()
 {
     if (root->m_nPointerCount != 1 || !root->m_pPointers[0]->m_bLeaf ||
         root->m_pPointers[0]->m_nKeyCount != 0) {
-        return;
+        return false;
     }
     delete root->m_pPointers[0];  // empty: holds no key
     root->m_pPointers[0] = nullptr;
@@ -297,4 +321,5 @@ void BPlusNode::Removal::clearEmptyRoot()
     }
     Slots::keys(root).clearAll();
     root->m_nKeyCount = 0;  // exactly a fresh root again
+    return true;
 }
