@@ -11,100 +11,123 @@ namespace zarn {
 
 namespace {
 
-constexpr std::uint64_t kMarkInteger = std::uint64_t(1) << 32;
-constexpr std::uint64_t kMarkText = std::uint64_t(1) << 56;
-
-// Unsigned order of the result is signed order of value.
-std::uint64_t integerBits(int value)
-{
-    return static_cast<std::uint32_t>(value) ^ 0x80000000u;
-}
-
-// Unsigned order of the result is numeric order of value (not NaN). -0 and
-// +0, which compare equal, get the same bits.
-std::uint64_t numberBits(double value)
-{
-    if (value == 0.0) {
-        value = 0.0;
+// A bit string of at most 64 bits, filled from the top: comparing two such
+// strings as unsigned numbers compares them as strings, and a string cut
+// short compares as if followed by zero bits.
+class BitString {
+public:
+    // Appends the width (1 to 64) low bits of value, highest first, as many
+    // as there is room for.
+    void append(std::uint64_t value, int width)
+    {
+        if (width > m_room) {
+            value >>= width - m_room;
+            width = m_room;
+        }
+        if (width == 0) {
+            return;
+        }
+        m_room -= width;
+        const std::uint64_t mask =
+            width == 64 ? ~std::uint64_t(0) : (std::uint64_t(1) << width) - 1;
+        m_bits |= (value & mask) << m_room;
     }
-    std::uint64_t bits;
-    std::memcpy(&bits, &value, sizeof bits);
-    constexpr std::uint64_t sign = std::uint64_t(1) << 63;
-    return (bits & sign) != 0 ? ~bits : bits | sign;
-}
-
-// The first `bytes` bytes of text (fewer when length is shorter), big-endian,
-// padded with zero bytes: unsigned order of the results agrees with memcmp
-// wherever the texts differ within those bytes.
-std::uint64_t prefixBits(char const* text, int length, int bytes)
-{
-    std::uint64_t bits = 0;
-    for (int i = 0; i < bytes; ++i) {
-        const std::uint64_t byte = i < length ? static_cast<unsigned char>(text[i]) : 0u;
-        bits = (bits << 8) | byte;
+    // Appends bytes bytes of text (fewer when there is less room).
+    void appendText(char const* text, int bytes)
+    {
+        for (int i = 0; i < bytes && m_room > 0; ++i) {
+            append(static_cast<unsigned char>(text[i]), 8);
+        }
     }
-    return bits;
-}
+    bool full() const
+    {
+        return m_room == 0;
+    }
+    std::uint64_t bits() const
+    {
+        return m_bits;
+    }
+
+private:
+    std::uint64_t m_bits = 0;
+    int m_room = 64;
+};
 
 }  // namespace
 
-Summary KeySummary::of(BPlusKey* key)
+Summary KeySummary::ofOther(BPlusKey* key)
 {
     switch (key->m_type) {
-        case BPlusKey::eIntegerKey:
-            return {kSummaryInteger, integerBits(key->m_nValue)};
-        case BPlusKey::eNumberKey:
-            if (std::isnan(key->m_fValue)) {
-                return {kSummaryMixed, 0};  // equal to everything: no order
-            }
-            return {kSummaryNumber, numberBits(key->m_fValue)};
-        case BPlusKey::eCharKey:
+        case BPlusKey::eCharKey: {
             if (key->m_szValue == nullptr) {
                 return {kSummaryText, 0};  // before every key with a text
             }
             if (key->m_szNormalized == nullptr) {
                 return {kSummaryMixed, 0};
             }
-            return {kSummaryText, prefixBits(key->m_szNormalized, key->m_nNormalizedLength, 8)};
-        case BPlusKey::eCompositeKey: {
-            auto* composite = dynamic_cast<BPlusCompositeKey*>(key);
-            if (composite == nullptr) {
-                return {kSummaryMixed, 0};  // a plain key of type 3
-            }
-            BPlusKey* first = composite->m_nKeyParts > 0 ? composite->m_pKeyParts[0] : nullptr;
-            if (first == nullptr || first->m_bNull) {
-                return {kSummaryCompositeAny, 0};
-            }
-            return ofPart(first);
+            BitString text;
+            text.appendText(key->m_szNormalized, key->m_nNormalizedLength);
+            return {kSummaryText, text.bits()};
         }
+        case BPlusKey::eCompositeKey:
+            return ofComposite(key);
         default:
             return {kSummaryMixed, 0};
     }
 }
 
-Summary KeySummary::ofPart(BPlusKey* part)
+Summary KeySummary::ofComposite(BPlusKey* key)
 {
-    switch (part->m_type) {
-        case BPlusKey::eIntegerKey:
-            return {kSummaryCompositeInteger, kMarkInteger + integerBits(part->m_nValue)};
-        case BPlusKey::eNumberKey:
-            if (std::isnan(part->m_fValue)) {
-                return {kSummaryMixed, 0};
-            }
-            // At least the bits of -infinity, 0x000fffffffffffff: above 0.
-            return {kSummaryCompositeNumber, numberBits(part->m_fValue)};
-        case BPlusKey::eCharKey:
-            if (part->m_szValue == nullptr) {
-                return {kSummaryCompositeText, kMarkText};
-            }
-            if (part->m_szNormalized == nullptr) {
-                return {kSummaryMixed, 0};
-            }
-            return {kSummaryCompositeText,
-                    kMarkText | prefixBits(part->m_szNormalized, part->m_nNormalizedLength, 7)};
-        default:
-            return {kSummaryMixed, 0};  // nested composite parts: no summary
+    auto* composite = dynamic_cast<BPlusCompositeKey*>(key);
+    if (composite == nullptr) {
+        return {kSummaryMixed, 0};  // a plain key of type 3
     }
+    BitString bits;
+    std::uint32_t codes = 0;
+    const int parts = composite->m_nKeyParts;
+    for (int i = 0; i < parts && i < kPartsEncoded && !bits.full(); ++i) {
+        BPlusKey* part = composite->m_pKeyParts[i];
+        if (part == nullptr || part->m_bNull) {
+            bits.append(0, 1);  // missing or null: before any present part
+            continue;
+        }
+        bits.append(1, 1);
+        PartCode code = kPartOther;
+        bool last = false;  // nothing after this part can be encoded
+        switch (part->m_type) {
+            case BPlusKey::eIntegerKey:
+                code = kPartInteger;
+                bits.append(integerBits(part->m_nValue), 32);
+                break;
+            case BPlusKey::eNumberKey:
+                if (std::isnan(part->m_fValue)) {
+                    return {kSummaryMixed, 0};
+                }
+                code = kPartNumber;
+                bits.append(numberBits(part->m_fValue), 64);
+                break;
+            case BPlusKey::eCharKey:
+                if (part->m_szValue != nullptr && part->m_szNormalized == nullptr) {
+                    return {kSummaryMixed, 0};
+                }
+                // A missing text is no bytes, the same as an empty one:
+                // they tie, and Compare orders them.
+                code = kPartText;
+                if (part->m_szValue != nullptr) {
+                    bits.appendText(part->m_szNormalized, part->m_nNormalizedLength);
+                }
+                last = true;
+                break;
+            default:
+                last = true;  // a nested composite part: no summary of its own
+                break;
+        }
+        codes |= static_cast<std::uint32_t>(code) << (kPartCodeBits * i);
+        if (last) {
+            break;
+        }
+    }
+    return {static_cast<SummaryKind>(kSummaryComposite | codes), bits.bits()};
 }
 
 SummaryKind KeySummary::combine(SummaryKind block, SummaryKind key)
@@ -112,15 +135,31 @@ SummaryKind KeySummary::combine(SummaryKind block, SummaryKind key)
     if (block == kSummaryNone || block == key) {
         return key;
     }
-    if (isComposite(block) && isComposite(key)) {
-        if (block == kSummaryCompositeAny) {
-            return key;
+    if (!isComposite(block) || !isComposite(key)) {
+        return kSummaryMixed;
+    }
+    // Part by part: a type meets the same type or a part not encoded.
+    std::uint32_t codes = 0;
+    for (int i = 0; i < kPartsEncoded; ++i) {
+        const int shift = kPartCodeBits * i;
+        const std::uint32_t a = (block >> shift) & 7u;
+        const std::uint32_t b = (key >> shift) & 7u;
+        if (a != kPartAbsent && b != kPartAbsent && a != b) {
+            return kSummaryMixed;
         }
-        if (key == kSummaryCompositeAny) {
-            return block;
+        codes |= (a != kPartAbsent ? a : b) << shift;
+    }
+    return static_cast<SummaryKind>(kSummaryComposite | codes);
+}
+
+bool KeySummary::hasTextPart(SummaryKind kind)
+{
+    for (int i = 0; i < kPartsEncoded; ++i) {
+        if (((kind >> (kPartCodeBits * i)) & 7u) == kPartText) {
+            return true;
         }
     }
-    return kSummaryMixed;
+    return false;
 }
 
 }  // namespace zarn

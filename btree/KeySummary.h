@@ -22,33 +22,50 @@
 //   otherwise. A text key with a text but no normalized copy has no
 //   summary: its order comes from the core library's QorCompareNoCase, whose
 //   folding this library must not assume;
-// - composite key: 0 when its first part is missing or null (such keys sort
-//   before all others); otherwise the first part's summary, marked above 0:
-//   2^32 + the integer summary, the number summary (never 0 for a non-NaN
-//   double), or 2^56 + the first 7 bytes of a text part. Composite summaries
-//   are never exact: the later parts decide ties.
-// A key without a summary (see above, and plain keys of type 3 or of unknown
-// types) has kind kSummaryMixed.
+// - composite key: its parts in order as one bit string, cut at 64 bits: a
+//   0 bit for a missing or null part, a 1 bit and the part's value bits for
+//   a present one (32 for an integer, 64 for a number, the normalized bytes
+//   of a text, which ends the string as its length is not encoded; any
+//   other part ends it too). Comparing such strings compares the parts in
+//   turn, a missing part before a present one, as CompositeCompare does; a
+//   cut string can only tie where the keys differ, never reverse them. The
+//   kind records each part's type (up to 8 parts), and only keys whose
+//   present parts agree in type at each position order each other by their
+//   summaries. Composite summaries are never exact.
+// A key without a summary (NaN, a text key without a normalized copy, a
+// plain key of type 3, or of an unknown type) has kind kSummaryMixed.
 #ifndef ZARNCRT_BTREE_KEYSUMMARY_H
 #define ZARNCRT_BTREE_KEYSUMMARY_H
 
 #include <cstdint>
+#include <cstring>
 
 #include "btree/BPlusKey.h"
 
 namespace zarn {
 
+// A summary's kind says which keys its summary may be compared with.
+// Composite kinds carry kSummaryComposite and, in 3 bits per part from the
+// lowest, the type code of each part encoded (kPartAbsent where a part is
+// missing, null or beyond what was encoded).
 enum SummaryKind : std::uint32_t {
     kSummaryNone = 0,  // a key block nothing has been written into
-    kSummaryInteger,
-    kSummaryNumber,
-    kSummaryText,
-    kSummaryCompositeAny,  // composite keys whose first part is missing or null
-    kSummaryCompositeInteger,
-    kSummaryCompositeNumber,
-    kSummaryCompositeText,
-    kSummaryMixed  // keys without a summary, or of kinds that do not mix
+    kSummaryInteger = 1,
+    kSummaryNumber = 2,
+    kSummaryText = 3,
+    kSummaryComposite = 1u << 30,
+    kSummaryMixed = 0xffffffffu  // keys without a summary, or of kinds that do not mix
 };
+
+enum PartCode : std::uint32_t {
+    kPartAbsent = 0,
+    kPartInteger = 1,
+    kPartNumber = 2,
+    kPartText = 3,
+    kPartOther = 4
+};
+constexpr int kPartCodeBits = 3;
+constexpr int kPartsEncoded = 8;
 
 struct Summary {
     SummaryKind kind;
@@ -57,7 +74,38 @@ struct Summary {
 
 struct KeySummary {
     // The summary of key (not NULL).
-    static Summary of(BPlusKey* key);
+    static Summary of(BPlusKey* key)
+    {
+        switch (key->m_type) {
+            case BPlusKey::eIntegerKey:
+                return {kSummaryInteger, integerBits(key->m_nValue)};
+            case BPlusKey::eNumberKey:
+                if (key->m_fValue != key->m_fValue) {
+                    return {kSummaryMixed, 0};  // NaN equals everything: no order
+                }
+                return {kSummaryNumber, numberBits(key->m_fValue)};
+            default:
+                return ofOther(key);
+        }
+    }
+
+    // Unsigned order of the result is signed order of value.
+    static std::uint64_t integerBits(int value)
+    {
+        return static_cast<std::uint32_t>(value) ^ 0x80000000u;
+    }
+    // Unsigned order of the result is numeric order of value (not NaN). -0
+    // and +0, which compare equal, get the same bits.
+    static std::uint64_t numberBits(double value)
+    {
+        if (value == 0.0) {
+            value = 0.0;
+        }
+        std::uint64_t bits;
+        std::memcpy(&bits, &value, sizeof bits);
+        constexpr std::uint64_t sign = std::uint64_t(1) << 63;
+        return (bits & sign) != 0 ? ~bits : bits | sign;
+    }
 
     // The kind of a key block that held keys of kind block and now also
     // holds one of kind key. Only ever moves toward kSummaryMixed.
@@ -68,14 +116,13 @@ struct KeySummary {
     // summaries are involved.
     static bool usable(SummaryKind block, SummaryKind probe)
     {
-        if (block == probe) {
-            if (block == kSummaryInteger || block == kSummaryNumber) {
-                return true;
-            }
-            return block != kSummaryNone && block != kSummaryMixed && normalizerAgrees(block);
+        if (block == kSummaryNone || block == kSummaryMixed || probe == kSummaryMixed) {
+            return false;
         }
-        const bool composites = isComposite(block) && isComposite(probe);
-        return composites && (block == kSummaryCompositeAny || probe == kSummaryCompositeAny) &&
+        if (block == probe && (block == kSummaryInteger || block == kSummaryNumber)) {
+            return true;
+        }
+        return (block == probe || combine(block, probe) != kSummaryMixed) &&
                normalizerAgrees(block) && normalizerAgrees(probe);
     }
 
@@ -88,16 +135,21 @@ struct KeySummary {
 private:
     static bool isComposite(SummaryKind kind)
     {
-        return kind >= kSummaryCompositeAny && kind <= kSummaryCompositeText;
+        return kind != kSummaryMixed && (kind & kSummaryComposite) != 0;
     }
     // Text summaries stand for the normalized copies, which Compare reads
     // only while a normalizer is installed.
     static bool normalizerAgrees(SummaryKind kind)
     {
-        return (kind != kSummaryText && kind != kSummaryCompositeText) ||
-               BPlusKey::m_normalizer != nullptr;
+        if (kind == kSummaryText || (isComposite(kind) && hasTextPart(kind))) {
+            return BPlusKey::m_normalizer != nullptr;
+        }
+        return true;
     }
-    static Summary ofPart(BPlusKey* part);
+    static bool hasTextPart(SummaryKind kind);
+    // Text, composite and unknown keys.
+    static Summary ofOther(BPlusKey* key);
+    static Summary ofComposite(BPlusKey* key);
 };
 
 }  // namespace zarn
