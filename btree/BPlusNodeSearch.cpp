@@ -23,6 +23,7 @@ BPlusNode* BPlusNode::Descent::run(BPlusNode* start)
     }
     BPlusNode* node = start;
     record(node);
+    prefetch(node);
     int i = locate(node);
     for (;;) {
         const int keyCount = node->m_nKeyCount;
@@ -39,6 +40,7 @@ BPlusNode* BPlusNode::Descent::run(BPlusNode* start)
         }
         if (child != nullptr) {
             slots[depth] = i;
+            prefetch(child);
             if (child->m_bLeaf) {
                 ++depth;
                 return child;

@@ -55,7 +55,10 @@ public:
     {
         m_keys[i] = key;
         summaries()[i] = summary.value;
-        setKind(KeySummary::combine(kind(), summary.kind));
+        const SummaryKind before = kind();
+        if (before != summary.kind) {
+            setKind(KeySummary::combine(before, summary.kind));
+        }
     }
     void put(int i, BPlusKey* key)
     {
@@ -66,7 +69,7 @@ public:
     {
         m_keys[i] = from.m_keys[at];
         summaries()[i] = from.summaries()[at];
-        setKind(KeySummary::combine(kind(), from.kind()));
+        takeKind(from);
     }
     // count slots of from starting at `at` into this block from slot i on.
     void take(int i, KeyBlock const& from, int at, int count)
@@ -75,7 +78,7 @@ public:
             std::memcpy(m_keys + i, from.m_keys + at, sizeof(BPlusKey*) * std::size_t(count));
             std::memcpy(summaries() + i, from.summaries() + at,
                         sizeof(std::uint64_t) * std::size_t(count));
-            setKind(KeySummary::combine(kind(), from.kind()));
+            takeKind(from);
         }
     }
     // Moves count slots within the block from slot from to slot to (the
@@ -120,12 +123,18 @@ public:
             }
             return firstNotBelow(key, m_keys, count);
         }
+        // The summaries below probe's: a binary search without branches on
+        // the data (the halving depends on count alone), so no mispredicted
+        // jump waits for a load.
         const std::uint64_t* sums = summaries();
         const std::uint64_t wanted = probe.value;
-        int below = 0;
-        for (int i = 0; i < count; ++i) {
-            below += sums[i] < wanted ? 1 : 0;
+        const std::uint64_t* base = sums;
+        for (int n = count; n > 1;) {
+            const int half = n >> 1;
+            base = base[half] < wanted ? base + half : base;
+            n -= half;
         }
+        const int below = static_cast<int>(base - sums) + (*base < wanted ? 1 : 0);
         if (KeySummary::exact(probe.kind)) {
             return below;
         }
@@ -186,6 +195,14 @@ private:
     void setKind(SummaryKind kind)
     {
         std::memcpy(summaries() + m_slots, &kind, sizeof kind);
+    }
+    void takeKind(KeyBlock const& from)
+    {
+        const SummaryKind mine = kind();
+        const SummaryKind theirs = from.kind();
+        if (mine != theirs) {
+            setKind(KeySummary::combine(mine, theirs));
+        }
     }
 
     BPlusKey** m_keys;
