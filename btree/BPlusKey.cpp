@@ -54,17 +54,19 @@ BPlusKey::~BPlusKey()
     }
 }
 
+// The two number factories store the value as SetKey does for their type,
+// directly: applications make keys by the million.
 BPlusKey* BPlusKey::NewIntegerKey(int value)
 {
     BPlusKey* key = zarn::make<BPlusKey>(eIntegerKey);
-    key->SetKey(value);
+    key->m_nValue = value;
     return key;
 }
 
 BPlusKey* BPlusKey::NewNumberKey(double value)
 {
     BPlusKey* key = zarn::make<BPlusKey>(eNumberKey);
-    key->SetKey(value);
+    key->m_fValue = value;
     return key;
 }
 
