@@ -13,8 +13,11 @@ void* QorMemAlloc(size_t size)
     const size_t bytes = size == 0 ? 1 : size;
     // malloc + memset rather than calloc: glibc's calloc bypasses the
     // per-thread cache of recently freed blocks, and the tree allocates a
-    // fresh small array on every insertion.
+    // fresh small array on every insertion. Compilers turn malloc followed
+    // by a zeroing memset back into calloc; the empty asm hides where the
+    // block came from, so that they cannot.
     void* block = zarn::checked(std::malloc(bytes), "QorMemAlloc", bytes);
+    __asm__("" : "+r"(block));
     std::memset(block, 0, bytes);
     return block;
 }
