@@ -7,6 +7,15 @@
 #include "btree/BPlusNode.h"
 #include "btree/BPlusNodeInternal.h"
 
+namespace {
+
+// How many keys ahead of the cursor Next starts loading the key object: a
+// walk reads every key it steps to, and key objects are separate heap
+// blocks that the hardware does not fetch ahead by itself.
+constexpr int kPrefetchAhead = 32;
+
+}  // namespace
+
 BPlusCursor::BPlusCursor(BPlusNode* root) : m_pRoot(root), m_pLeaf(nullptr), m_nSlot(0) {}
 
 bool BPlusCursor::First()
@@ -52,6 +61,12 @@ bool BPlusCursor::Seek(BPlusKey* key)
     }
     m_pLeaf = leaf;
     m_nSlot = first;
+    if (leaf != nullptr) {
+        // The walk that follows a seek reads these keys first.
+        for (int i = first; i < leaf->m_nKeyCount && i < first + kPrefetchAhead; ++i) {
+            __builtin_prefetch(leaf->m_pKeys[i]);
+        }
+    }
     return m_pLeaf != nullptr;
 }
 
@@ -61,6 +76,18 @@ bool BPlusCursor::Next()
         return false;
     }
     if (++m_nSlot < m_pLeaf->m_nKeyCount) {
+        const int ahead = m_nSlot + kPrefetchAhead;
+        if (ahead < m_pLeaf->m_nKeyCount) {
+            __builtin_prefetch(m_pLeaf->m_pKeys[ahead]);
+        } else if (m_pLeaf->m_pNextLeaf != nullptr) {
+            BPlusNode* next = m_pLeaf->m_pNextLeaf;
+            const int there = ahead - m_pLeaf->m_nKeyCount;
+            if (there == 0) {
+                __builtin_prefetch(next->m_pKeys);
+            } else if (there < next->m_nKeyCount) {
+                __builtin_prefetch(next->m_pKeys[there]);
+            }
+        }
         return true;
     }
     do {

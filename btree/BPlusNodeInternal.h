@@ -90,9 +90,9 @@ struct ZARNCRT_HIDDEN BPlusNode::Descent {
     {
         return Slots::keys(node).locate(node->m_nKeyCount, key, probe);
     }
-    // Starts loading what the descent reads of node next: the summaries and,
-    // in an index node, the child pointers. Both addresses are known once
-    // the node is, so the two loads overlap instead of following each other.
+    // Starts loading what the descent reads of node next: the summaries and
+    // the child pointers or key slots. Both addresses are known once the
+    // node is, so the loads overlap instead of following each other.
     static void prefetch(BPlusNode* node)
     {
         const int count = node->m_nKeyCount;
@@ -101,11 +101,12 @@ struct ZARNCRT_HIDDEN BPlusNode::Descent {
         for (int offset = 0; offset < count * 8; offset += 64) {
             __builtin_prefetch(summaries + offset);
         }
-        if (!node->m_bLeaf) {
-            char const* pointers = reinterpret_cast<char const*>(node->m_pPointers);
-            for (int offset = 0; offset <= count * 8; offset += 64) {
-                __builtin_prefetch(pointers + offset);
-            }
+        // An index node's child pointer, or the key slot a leaf search
+        // hands back, is read right after the summaries.
+        char const* next = node->m_bLeaf ? reinterpret_cast<char const*>(node->m_pKeys)
+                                         : reinterpret_cast<char const*>(node->m_pPointers);
+        for (int offset = 0; offset <= count * 8; offset += 64) {
+            __builtin_prefetch(next + offset);
         }
     }
     // Whether key slot i of node holds a key equal to key.
