@@ -64,7 +64,7 @@ bool BPlusCursor::Seek(BPlusKey* key)
     if (leaf != nullptr) {
         // The walk that follows a seek reads these keys first.
         for (int i = first; i < leaf->m_nKeyCount && i < first + kPrefetchAhead; ++i) {
-            __builtin_prefetch(leaf->m_pKeys[i]);
+            zarn::prefetch(leaf->m_pKeys[i]);
         }
     }
     return m_pLeaf != nullptr;
@@ -78,14 +78,14 @@ bool BPlusCursor::Next()
     if (++m_nSlot < m_pLeaf->m_nKeyCount) {
         const int ahead = m_nSlot + kPrefetchAhead;
         if (ahead < m_pLeaf->m_nKeyCount) {
-            __builtin_prefetch(m_pLeaf->m_pKeys[ahead]);
+            zarn::prefetch(m_pLeaf->m_pKeys[ahead]);
         } else if (m_pLeaf->m_pNextLeaf != nullptr) {
             BPlusNode* next = m_pLeaf->m_pNextLeaf;
             const int there = ahead - m_pLeaf->m_nKeyCount;
             if (there == 0) {
-                __builtin_prefetch(next->m_pKeys);
+                zarn::prefetch(next->m_pKeys);
             } else if (there < next->m_nKeyCount) {
-                __builtin_prefetch(next->m_pKeys[there]);
+                zarn::prefetch(next->m_pKeys[there]);
             }
         }
         return true;

@@ -252,9 +252,10 @@ private:
 
     // The common construction steps after the sizes are set.
     ZARNCRT_HIDDEN void Construct();
-    // Makes a new leaf at the right edge for key, below FindNode(key); NULL
-    // when there is no node to receive it.
-    ZARNCRT_HIDDEN BPlusNode* AppendEdgeLeaf(BPlusKey* key);
+    // Makes a new leaf at the right edge, below FindNode(key), and puts key
+    // (whose summary is summary) into it; nothing when no node can receive
+    // it.
+    ZARNCRT_HIDDEN void AppendEdgeLeaf(BPlusKey* key, zarn::Summary const& summary);
     // InsertLeaf with the position of key and its summary already known.
     ZARNCRT_HIDDEN void InsertLeafAt(BPlusKey* key, int position, zarn::Summary const& summary);
     // Prints this node and its subtree; spaces ends in 8190 spaces.

@@ -80,7 +80,7 @@ BPlusNode* BPlusNode::BuildFromSorted(BPlusKey** keys, int count)
         for (int i = 0; i < size && sorted; ++i, ++taken) {
             // The keys are read once, in order, and are usually cold.
             if (taken + kReadAhead < count) {
-                __builtin_prefetch(keys[taken + kReadAhead]);
+                zarn::prefetch(keys[taken + kReadAhead]);
             }
             BPlusKey* key = keys[taken];
             if (key == nullptr) {
@@ -146,4 +146,5 @@ void BPlusNode::AdoptChildren(BPlusNode** children, KeyBlock const& lastKeys, in
     }
     m_nPointerCount = count;
     m_nKeyCount = count - 1;
+    Slots::makeHinted(this);
 }

@@ -36,11 +36,10 @@ BPlusNode* BPlusNode::Add(BPlusKey* key, bool bReplaceData)
     int position = 0;
     if (leaf == nullptr) {
         // Beyond every bound (always so for the first key): a new leaf at the
-        // right edge; it is empty, so there is nothing to be equal to.
-        leaf = AppendEdgeLeaf(key);
-        if (leaf == nullptr) {
-            return this;
-        }
+        // right edge takes the key; it is empty, so there is nothing to be
+        // equal to.
+        AppendEdgeLeaf(key, descent.probe);
+        return this;
     } else {
         position = descent.locate(leaf);
         if (descent.matches(leaf, position)) {
@@ -56,6 +55,9 @@ BPlusNode* BPlusNode::Add(BPlusKey* key, bool bReplaceData)
     }
     if (!leaf->IsFull()) {
         leaf->InsertLeafAt(key, position, descent.probe);
+        if (descent.depth > 0) {
+            Slots::rehint(descent.nodes[descent.depth - 1], descent.slots[descent.depth - 1]);
+        }
         return this;
     }
 
@@ -70,6 +72,9 @@ BPlusNode* BPlusNode::Add(BPlusKey* key, bool bReplaceData)
         current = descent.nodes[level];
         if (!current->IsFull()) {
             current->InsertIndex(separator, right);
+            if (level > 0) {
+                Slots::rehint(descent.nodes[level - 1], descent.slots[level - 1]);
+            }
             return this;
         }
         right = current->Split(separator, right, &separator);
@@ -84,18 +89,19 @@ BPlusNode* BPlusNode::Add(BPlusKey* key, bool bReplaceData)
     root->m_pPointers[1] = right;
     root->m_nPointerCount = 2;
     root->m_nKeyCount = 1;
+    Slots::makeHinted(root);
     return root;
 }
 
-BPlusNode* BPlusNode::AppendEdgeLeaf(BPlusKey* key)
+void BPlusNode::AppendEdgeLeaf(BPlusKey* key, Summary const& summary)
 {
     BPlusNode* receiver = FindNode(key);
     if (receiver == nullptr || receiver->IsFull()) {
-        return nullptr;
+        return;  // nothing stored: the key stays the caller's
     }
     BPlusNode* leaf = New();
     if (leaf == nullptr) {
-        return nullptr;
+        return;
     }
     leaf->SetLeafNode(true);
     const int slot = receiver->m_nPointerCount;
@@ -117,7 +123,8 @@ BPlusNode* BPlusNode::AppendEdgeLeaf(BPlusKey* key)
             prev->m_pNextLeaf = leaf;
         }
     }
-    return leaf;
+    leaf->InsertLeafAt(key, 0, summary);
+    Slots::rehint(receiver, slot);
 }
 
 BPlusNode* BPlusNode::FindNode(BPlusKey* key)
@@ -173,8 +180,10 @@ bool BPlusNode::InsertIndex(BPlusKey* key, BPlusNode* right)
     const Summary summary = KeySummary::of(key);
     KeyBlock old = Slots::keys(this);
     const int position = old.locate(keyCount, key, summary);
-    KeyBlock keys(KeyBlock::allocate(m - 1), m - 1);
+    KeyBlock keys(KeyBlock::allocate(m - 1, true), m - 1);
     BPlusNode** pointers = zarn::allocatePointers(m);
+    Slots::Hint const* oldHints = old.hints();
+    Slots::Hint* hints = keys.hints();
 
     // Keys: those below position, key, the rest. Only M-1 fit: when the merged
     // keys number M, the last one (a cloned bound) is left out.
@@ -196,15 +205,20 @@ bool BPlusNode::InsertIndex(BPlusKey* key, BPlusNode* right)
     const bool open = zarn::isOpenForm(keyCount, m_nPointerCount);
     const int carried = keyCount + (open ? 1 : 0);
     int newPointerCount = 0;
+    auto place = [&](BPlusNode* child, int from) {
+        hints[newPointerCount] =
+            oldHints != nullptr && from >= 0 ? oldHints[from] : Slots::hintFor(child);
+        pointers[newPointerCount++] = child;
+    };
     for (int i = 0; i < carried; ++i) {
-        pointers[newPointerCount++] =
-            i < keyCount ? m_pPointers[i] : m_pPointers[m_nPointerCount - 1];
+        const int from = i < keyCount ? i : m_nPointerCount - 1;
+        place(m_pPointers[from], from);
         if (i == position) {
-            pointers[newPointerCount++] = right;
+            place(right, -1);
         }
     }
     if (position >= carried) {
-        pointers[newPointerCount++] = right;
+        place(right, -1);
     }
 
     QorMemFree(m_pKeys);
@@ -251,18 +265,27 @@ BPlusNode* BPlusNode::Split(BPlusKey* key, BPlusNode* right, BPlusKey** upKey)
     const Summary summary = KeySummary::of(key);
     KeyBlock own = Slots::keys(this);
     const int position = own.locate(keyCount, key, summary);
-    KeyBlock merged(KeyBlock::allocate(m), m);
+    KeyBlock merged(KeyBlock::allocate(m, !m_bLeaf), m);
     BPlusNode** pointers = zarn::allocatePointers(m + 1);
     merged.take(0, own, 0, position);
     merged.put(position, key, summary);
     merged.take(position + 1, own, position, keyCount - position);
     if (!m_bLeaf) {
-        // right goes directly after the child that key bounds, else last.
+        // right goes directly after the child that key bounds, else last;
+        // each child's hint goes with it.
+        Slots::makeHinted(this);
+        Slots::makeHinted(sibling);
+        own = Slots::keys(this);
+        Slots::Hint* hints = merged.hints();
         const int before =
             position < keyCount && position < pointerCount ? position + 1 : pointerCount;
         copyPointers(pointers, m_pPointers, before);
+        std::memcpy(hints, own.hints(), sizeof(Slots::Hint) * size_t(before));
         pointers[before] = right;
+        hints[before] = Slots::hintFor(right);
         copyPointers(pointers + before + 1, m_pPointers + before, pointerCount - before);
+        std::memcpy(hints + before + 1, own.hints() + before,
+                    sizeof(Slots::Hint) * size_t(pointerCount - before));
     }
     own.clearAll();
     std::memset(m_pPointers, 0, sizeof(BPlusNode*) * static_cast<size_t>(m));
@@ -283,10 +306,14 @@ BPlusNode* BPlusNode::Split(BPlusKey* key, BPlusNode* right, BPlusKey** upKey)
     } else {
         own.take(0, merged, 0, lower - 1);
         copyPointers(m_pPointers, pointers, lower);
+        std::memcpy(own.hints(), merged.hints(), sizeof(Slots::Hint) * size_t(lower));
         m_nKeyCount = lower - 1;
         m_nPointerCount = lower;
+        upper = Slots::keys(sibling);
         upper.take(0, merged, lower, m - lower);
         copyPointers(sibling->m_pPointers, pointers + lower, m + 1 - lower);
+        std::memcpy(upper.hints(), merged.hints() + lower,
+                    sizeof(Slots::Hint) * size_t(m + 1 - lower));
         sibling->m_nKeyCount = m - lower;
         sibling->m_nPointerCount = m + 1 - lower;
         if (upKey != nullptr) {

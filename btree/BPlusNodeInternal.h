@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "btree/BPlusKey.h"
 #include "btree/BPlusNode.h"
@@ -58,11 +59,91 @@ inline unsigned low32(void const* address)
 
 }  // namespace zarn
 
-// Access to a node's key block (NodeKeyBlock.h).
+// Access to a node's key block (NodeKeyBlock.h), and the hints an index
+// node keeps of where its children's arrays are. Child pointers move only
+// through moveChildren and takeChild, which carry their hints along.
 struct ZARNCRT_HIDDEN BPlusNode::Slots {
+    using Hint = zarn::KeyBlock::Hint;
+
     static zarn::KeyBlock keys(BPlusNode* node)
     {
         return zarn::KeyBlock(node->m_pKeys, node->m_nMaxPointers - 1);
+    }
+
+    // Where child's arrays are now.
+    static Hint hintFor(BPlusNode* child)
+    {
+        if (child == nullptr) {
+            return {0, 0};
+        }
+        const auto keys = reinterpret_cast<std::uintptr_t>(child->m_pKeys);
+        return {keys, child->m_bLeaf ? 0 : reinterpret_cast<std::uintptr_t>(child->m_pPointers)};
+    }
+
+    // Writes node's hint for child i anew (nothing when node keeps none).
+    static void rehint(BPlusNode* node, int i)
+    {
+        if (Hint* hints = keys(node).hints()) {
+            hints[i] = hintFor(node->m_pPointers[i]);
+        }
+    }
+
+    // Gives an index node a key block with room for hints (keeping its
+    // slots) and hints every child.
+    static void makeHinted(BPlusNode* node)
+    {
+        zarn::KeyBlock old = keys(node);
+        if (old.hints() != nullptr) {
+            return;
+        }
+        const int slots = node->m_nMaxPointers - 1;
+        zarn::KeyBlock fresh(zarn::KeyBlock::allocate(slots, true), slots);
+        fresh.take(0, old, 0, slots);
+        QorMemFree(node->m_pKeys);
+        node->m_pKeys = fresh.keys();
+        for (int i = 0; i < node->m_nPointerCount; ++i) {
+            rehint(node, i);
+        }
+    }
+
+    // Moves count child pointers of node, with their hints, from slot from
+    // to slot to (the ranges may overlap).
+    static void moveChildren(BPlusNode* node, int to, int from, int count)
+    {
+        if (count <= 0) {
+            return;
+        }
+        std::memmove(node->m_pPointers + to, node->m_pPointers + from,
+                     sizeof(BPlusNode*) * std::size_t(count));
+        if (Hint* hints = keys(node).hints()) {
+            std::memmove(hints + to, hints + from, sizeof(Hint) * std::size_t(count));
+        }
+    }
+
+    // Child slot i of node takes child slot at of from, with its hint.
+    static void takeChild(BPlusNode* node, int i, BPlusNode* from, int at)
+    {
+        node->m_pPointers[i] = from->m_pPointers[at];
+        if (Hint* hints = keys(node).hints()) {
+            Hint* theirs = keys(from).hints();
+            hints[i] = theirs != nullptr ? theirs[at] : hintFor(node->m_pPointers[i]);
+        }
+    }
+
+    // Starts loading child i's key block and pointers, where node's hint
+    // says they are.
+    static void prefetchChild(BPlusNode* node, int i)
+    {
+        Hint const* hints = keys(node).hints();
+        if (hints == nullptr || hints[i].keys == 0) {
+            return;
+        }
+        const int slots = node->m_nMaxPointers - 1;
+        char const* keys = reinterpret_cast<char const*>(hints[i].keys);
+        char const* next = hints[i].pointers != 0 ? reinterpret_cast<char const*>(hints[i].pointers)
+                                                  : keys;  // a leaf: its key slots
+        zarn::prefetchBytes(keys + slots * 8, slots * 8);  // summaries
+        zarn::prefetchBytes(next, slots * 8 + 8);
     }
 };
 
@@ -96,18 +177,12 @@ struct ZARNCRT_HIDDEN BPlusNode::Descent {
     static void prefetch(BPlusNode* node)
     {
         const int count = node->m_nKeyCount;
-        char const* summaries =
-            reinterpret_cast<char const*>(node->m_pKeys + node->m_nMaxPointers - 1);
-        for (int offset = 0; offset < count * 8; offset += 64) {
-            __builtin_prefetch(summaries + offset);
-        }
+        zarn::prefetchBytes(node->m_pKeys + node->m_nMaxPointers - 1, count * 8);
         // An index node's child pointer, or the key slot a leaf search
         // hands back, is read right after the summaries.
-        char const* next = node->m_bLeaf ? reinterpret_cast<char const*>(node->m_pKeys)
-                                         : reinterpret_cast<char const*>(node->m_pPointers);
-        for (int offset = 0; offset <= count * 8; offset += 64) {
-            __builtin_prefetch(next + offset);
-        }
+        zarn::prefetchBytes(node->m_bLeaf ? static_cast<void const*>(node->m_pKeys)
+                                          : static_cast<void const*>(node->m_pPointers),
+                            count * 8 + 8);
     }
     // Whether key slot i of node holds a key equal to key.
     bool matches(BPlusNode* node, int i) const

@@ -225,7 +225,7 @@ void BPlusNode::Removal::merge(BPlusNode* parent, int left)
         lower.take(l->m_nKeyCount, upper, 0, r->m_nKeyCount);
         l->m_nKeyCount += r->m_nKeyCount;
         for (int i = 0; i < r->m_nPointerCount; ++i) {
-            l->m_pPointers[l->m_nPointerCount++] = r->m_pPointers[i];
+            Slots::takeChild(l, l->m_nPointerCount++, r, i);
             r->m_pPointers[i] = nullptr;
         }
     }
@@ -236,9 +236,7 @@ void BPlusNode::Removal::merge(BPlusNode* parent, int left)
 
     // The merged child keeps r's bound, if any, at slot left.
     removeKeySlot(parent, left);
-    for (int i = left + 1; i + 1 < parent->m_nPointerCount; ++i) {
-        parent->m_pPointers[i] = parent->m_pPointers[i + 1];
-    }
+    Slots::moveChildren(parent, left + 1, left + 2, parent->m_nPointerCount - left - 2);
     parent->m_pPointers[--parent->m_nPointerCount] = nullptr;
 }
 
@@ -281,22 +279,18 @@ void BPlusNode::Removal::borrow(BPlusNode* parent, int child, bool fromLeft)
     while (node->m_nPointerCount < zarn::minIndexPointers(node->m_nMaxPointers)) {
         if (fromLeft) {
             keys.move(1, 0, node->m_nKeyCount);
-            for (int i = node->m_nPointerCount; i > 0; --i) {
-                node->m_pPointers[i] = node->m_pPointers[i - 1];
-            }
-            node->m_pPointers[0] = sibling->m_pPointers[sibling->m_nPointerCount - 1];
+            Slots::moveChildren(node, 1, 0, node->m_nPointerCount);
+            Slots::takeChild(node, 0, sibling, sibling->m_nPointerCount - 1);
             keys.take(0, above, bound);
             above.take(bound, siblingKeys, sibling->m_nKeyCount - 1);
             sibling->m_pPointers[--sibling->m_nPointerCount] = nullptr;
             siblingKeys.clear(--sibling->m_nKeyCount);
         } else {
             keys.take(node->m_nKeyCount, above, bound);
-            node->m_pPointers[node->m_nPointerCount] = sibling->m_pPointers[0];
+            Slots::takeChild(node, node->m_nPointerCount, sibling, 0);
             above.take(bound, siblingKeys, 0);
             siblingKeys.move(0, 1, sibling->m_nKeyCount - 1);
-            for (int i = 0; i + 1 < sibling->m_nPointerCount; ++i) {
-                sibling->m_pPointers[i] = sibling->m_pPointers[i + 1];
-            }
+            Slots::moveChildren(sibling, 0, 1, sibling->m_nPointerCount - 1);
             sibling->m_pPointers[--sibling->m_nPointerCount] = nullptr;
             siblingKeys.clear(--sibling->m_nKeyCount);
         }

@@ -4,13 +4,21 @@
 // m_pKeys points at the front of one QorMemAlloc block that holds, for a
 // node of capacity M (slots = M - 1; a split's scratch block has M):
 //
-//   BPlusKey* keys[slots] | uint64 summaries[slots] | kind (4 bytes, padded)
+//   BPlusKey* keys[slots] | uint64 summaries[slots] | kind (4) | flags (4)
+//   [ hints[slots + 1] (16 bytes each) ]
 //
 // summaries[i] is KeySummary::of(keys[i]) for every slot below the key
 // count; the kind is the KeySummary::combine of the kinds of every key ever
 // written into the block (so it can be more mixed than the keys now held,
 // never less). Only the operations below write slots, so the summaries stay
 // in step with the keys whichever node operation moves them.
+//
+// An index node's block may end in a hint per child (flags says whether
+// it does): where that child's key block and, for an index child, pointer
+// array were when the hint was written. The descent starts loading them
+// together with the child itself, instead of waiting for the child to say
+// where they are. A hint is only ever a prefetch address: one gone stale
+// costs a wasted load, never a wrong answer.
 #ifndef ZARNCRT_BTREE_NODEKEYBLOCK_H
 #define ZARNCRT_BTREE_NODEKEYBLOCK_H
 
@@ -24,15 +32,56 @@
 
 namespace zarn {
 
+// Starts loading the cache line holding p. Written as an asm statement on
+// x86-64: g++ deletes __builtin_prefetch calls it deems idle, a loop of
+// them or a run of conditional ones, and these must stay. A prefetch never
+// faults, whatever p points at (a stale hint included).
+inline void prefetch(void const* p)
+{
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+    if (p != nullptr) {  // the operand names *p: never for NULL
+        __asm__ volatile("prefetcht0 %0" : : "m"(*static_cast<char const*>(p)));
+    }
+#else
+    __builtin_prefetch(p);
+#endif
+}
+
+// Starts loading the cache lines of bytes bytes (at most 512) from p.
+inline void prefetchBytes(void const* p, int bytes)
+{
+    char const* c = static_cast<char const*>(p);
+    for (int offset = 0; offset < bytes && offset < 512; offset += 64) {
+        prefetch(c + offset);
+    }
+    if (bytes > 1) {
+        prefetch(c + bytes - 1);  // the last line, when p is not aligned
+    }
+}
+
 class KeyBlock {
 public:
     KeyBlock(BPlusKey** keys, int slots) : m_keys(keys), m_slots(slots) {}
 
-    // A new zero-filled block of slots key slots (all NULL, kind none).
-    static BPlusKey** allocate(int slots)
+    // Where a child's arrays were, as a prefetch address (never read
+    // through).
+    struct Hint {
+        std::uintptr_t keys;
+        std::uintptr_t pointers;  // 0 for a leaf, whose pointers go unused
+    };
+
+    // A new zero-filled block of slots key slots (all NULL, kind none), with
+    // room for slots + 1 hints when withHints.
+    static BPlusKey** allocate(int slots, bool withHints = false)
     {
-        const std::size_t bytes = static_cast<std::size_t>(slots) * 16 + 8;
-        return static_cast<BPlusKey**>(QorMemAlloc(bytes));
+        const std::size_t front = static_cast<std::size_t>(slots) * 16 + 8;
+        const std::size_t hints = withHints ? static_cast<std::size_t>(slots + 1) * 16 : 0;
+        auto* keys = static_cast<BPlusKey**>(QorMemAlloc(front + hints));
+        if (withHints) {
+            const std::uint32_t flags = kHasHints;
+            std::memcpy(reinterpret_cast<char*>(keys) + front - 4, &flags, sizeof flags);
+        }
+        return keys;
     }
 
     BPlusKey** keys() const
@@ -48,6 +97,14 @@ public:
         SummaryKind kind;
         std::memcpy(&kind, summaries() + m_slots, sizeof kind);
         return kind;
+    }
+    // The hints of the block's node's children, or NULL when it keeps none.
+    Hint* hints() const
+    {
+        std::uint32_t flags;
+        char* end = reinterpret_cast<char*>(summaries() + m_slots);
+        std::memcpy(&flags, end + 4, sizeof flags);
+        return (flags & kHasHints) != 0 ? reinterpret_cast<Hint*>(end + 8) : nullptr;
     }
 
     // Slot i holds key, whose summary is summary.
@@ -97,10 +154,11 @@ public:
         m_keys[i] = nullptr;
         summaries()[i] = 0;
     }
-    // Empties every slot and forgets the kinds it held.
+    // Empties every slot and forgets the kinds it held; the room for hints
+    // stays.
     void clearAll()
     {
-        std::memset(m_keys, 0, static_cast<std::size_t>(m_slots) * 16 + 8);
+        std::memset(m_keys, 0, static_cast<std::size_t>(m_slots) * 16 + 4);
     }
 
     // The position rule of every node operation: the first slot i below
@@ -119,7 +177,7 @@ public:
             // Every probe of the binary search below reads a key object, each
             // one a cache miss of its own: start them all at once.
             for (int i = 0; i < count; ++i) {
-                __builtin_prefetch(m_keys[i]);
+                prefetch(m_keys[i]);
             }
             return firstNotBelow(key, m_keys, count);
         }
@@ -192,6 +250,8 @@ public:
     }
 
 private:
+    static constexpr std::uint32_t kHasHints = 1;
+
     void setKind(SummaryKind kind)
     {
         std::memcpy(summaries() + m_slots, &kind, sizeof kind);
