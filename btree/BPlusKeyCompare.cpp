@@ -8,6 +8,7 @@
 
 #include "btree/BPlusCompositeKey.h"
 #include "btree/BPlusKey.h"
+#include "btree/CompositeCast.h"
 #include "core/QorCore.h"
 
 namespace {
@@ -54,8 +55,8 @@ int BPlusKey::Compare(BPlusKey* a, BPlusKey* b)
             return QorCompareNoCase(a->m_szValue, b->m_szValue);
         }
         case eCompositeKey: {
-            BPlusCompositeKey* compositeA = dynamic_cast<BPlusCompositeKey*>(a);
-            BPlusCompositeKey* compositeB = dynamic_cast<BPlusCompositeKey*>(b);
+            BPlusCompositeKey* compositeA = zarn::asComposite(a);
+            BPlusCompositeKey* compositeB = zarn::asComposite(b);
             if (compositeA != nullptr && compositeB != nullptr) {
                 return BPlusCompositeKey::CompositeCompare(compositeA, compositeB);
             }

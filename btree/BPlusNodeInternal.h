@@ -131,12 +131,12 @@ struct ZARNCRT_HIDDEN BPlusNode::Slots {
     }
 
     // Starts loading child i's key block and pointers, where node's hint
-    // says they are.
-    static void prefetchChild(BPlusNode* node, int i)
+    // says they are; false when node keeps no hint for it.
+    static bool prefetchChild(BPlusNode* node, int i)
     {
         Hint const* hints = keys(node).hints();
         if (hints == nullptr || hints[i].keys == 0) {
-            return;
+            return false;
         }
         const int slots = node->m_nMaxPointers - 1;
         char const* keys = reinterpret_cast<char const*>(hints[i].keys);
@@ -144,6 +144,7 @@ struct ZARNCRT_HIDDEN BPlusNode::Slots {
                                                   : keys;  // a leaf: its key slots
         zarn::prefetchBytes(keys + slots * 8, slots * 8);  // summaries
         zarn::prefetchBytes(next, slots * 8 + 8);
+        return true;
     }
 };
 

@@ -40,8 +40,9 @@ BPlusNode* BPlusNode::Descent::run(BPlusNode* start)
         }
         if (child != nullptr) {
             slots[depth] = i;
-            Slots::prefetchChild(node, i);
-            prefetch(child);
+            if (!Slots::prefetchChild(node, i)) {
+                prefetch(child);
+            }
             if (child->m_bLeaf) {
                 ++depth;
                 return child;

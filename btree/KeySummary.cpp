@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "btree/BPlusCompositeKey.h"
+#include "btree/CompositeCast.h"
 
 namespace zarn {
 
@@ -32,12 +33,19 @@ public:
             width == 64 ? ~std::uint64_t(0) : (std::uint64_t(1) << width) - 1;
         m_bits |= (value & mask) << m_room;
     }
-    // Appends bytes bytes of text (fewer when there is less room).
+    // Appends bytes bytes of text (fewer when there is less room), as many
+    // whole bytes as fit and then the top bits of the next.
     void appendText(char const* text, int bytes)
     {
-        for (int i = 0; i < bytes && m_room > 0; ++i) {
-            append(static_cast<unsigned char>(text[i]), 8);
+        const int whole = bytes < 8 ? bytes : 8;
+        if (whole <= 0) {
+            return;
         }
+        std::uint64_t word = 0;  // text's first bytes, the first at the top
+        for (int i = 0; i < whole; ++i) {
+            word |= std::uint64_t(static_cast<unsigned char>(text[i])) << (56 - 8 * i);
+        }
+        append(word >> (64 - 8 * whole), 8 * whole);
     }
     bool full() const
     {
@@ -78,7 +86,7 @@ Summary KeySummary::ofOther(BPlusKey* key)
 
 Summary KeySummary::ofComposite(BPlusKey* key)
 {
-    auto* composite = dynamic_cast<BPlusCompositeKey*>(key);
+    BPlusCompositeKey* composite = asComposite(key);
     if (composite == nullptr) {
         return {kSummaryMixed, 0};  // a plain key of type 3
     }
@@ -123,6 +131,7 @@ Summary KeySummary::ofComposite(BPlusKey* key)
                 break;
         }
         codes |= static_cast<std::uint32_t>(code) << (kPartCodeBits * i);
+        codes |= code == kPartText ? kSummaryTextParts : 0u;
         if (last) {
             break;
         }
@@ -139,7 +148,7 @@ SummaryKind KeySummary::combine(SummaryKind block, SummaryKind key)
         return kSummaryMixed;
     }
     // Part by part: a type meets the same type or a part not encoded.
-    std::uint32_t codes = 0;
+    std::uint32_t codes = (block | key) & kSummaryTextParts;
     for (int i = 0; i < kPartsEncoded; ++i) {
         const int shift = kPartCodeBits * i;
         const std::uint32_t a = (block >> shift) & 7u;
@@ -150,16 +159,6 @@ SummaryKind KeySummary::combine(SummaryKind block, SummaryKind key)
         codes |= (a != kPartAbsent ? a : b) << shift;
     }
     return static_cast<SummaryKind>(kSummaryComposite | codes);
-}
-
-bool KeySummary::hasTextPart(SummaryKind kind)
-{
-    for (int i = 0; i < kPartsEncoded; ++i) {
-        if (((kind >> (kPartCodeBits * i)) & 7u) == kPartText) {
-            return true;
-        }
-    }
-    return false;
 }
 
 }  // namespace zarn

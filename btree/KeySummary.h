@@ -45,16 +45,18 @@
 namespace zarn {
 
 // A summary's kind says which keys its summary may be compared with.
-// Composite kinds carry kSummaryComposite and, in 3 bits per part from the
-// lowest, the type code of each part encoded (kPartAbsent where a part is
-// missing, null or beyond what was encoded).
+// Composite kinds carry kSummaryComposite, kSummaryTextParts when a part
+// encoded is a text, and, in 3 bits per part from the lowest, the type code
+// of each part encoded (kPartAbsent where a part is missing, null or beyond
+// what was encoded).
 enum SummaryKind : std::uint32_t {
     kSummaryNone = 0,  // a key block nothing has been written into
     kSummaryInteger = 1,
     kSummaryNumber = 2,
     kSummaryText = 3,
     kSummaryComposite = 1u << 30,
-    kSummaryMixed = 0xffffffffu  // keys without a summary, or of kinds that do not mix
+    kSummaryTextParts = 1u << 29,  // with kSummaryComposite: a part is a text
+    kSummaryMixed = 0xffffffffu    // keys without a summary, or of kinds that do not mix
 };
 
 enum PartCode : std::uint32_t {
@@ -141,12 +143,12 @@ private:
     // only while a normalizer is installed.
     static bool normalizerAgrees(SummaryKind kind)
     {
-        if (kind == kSummaryText || (isComposite(kind) && hasTextPart(kind))) {
+        const std::uint32_t textParts = kSummaryComposite | kSummaryTextParts;
+        if (kind == kSummaryText || (kind != kSummaryMixed && (kind & textParts) == textParts)) {
             return BPlusKey::m_normalizer != nullptr;
         }
         return true;
     }
-    static bool hasTextPart(SummaryKind kind);
     // Text, composite and unknown keys.
     static Summary ofOther(BPlusKey* key);
     static Summary ofComposite(BPlusKey* key);
