@@ -79,14 +79,10 @@ bool BPlusCursor::Next()
         const int ahead = m_nSlot + kPrefetchAhead;
         if (ahead < m_pLeaf->m_nKeyCount) {
             zarn::prefetch(m_pLeaf->m_pKeys[ahead]);
-        } else if (m_pLeaf->m_pNextLeaf != nullptr) {
-            BPlusNode* next = m_pLeaf->m_pNextLeaf;
-            const int there = ahead - m_pLeaf->m_nKeyCount;
-            if (there == 0) {
-                zarn::prefetch(next->m_pKeys);
-            } else if (there < next->m_nKeyCount) {
-                zarn::prefetch(next->m_pKeys[there]);
-            }
+        } else if (ahead == m_pLeaf->m_nKeyCount) {
+            // The walk is about to enter the next leaf: fetch it, without
+            // waiting for it here.
+            zarn::prefetch(m_pLeaf->m_pNextLeaf);
         }
         return true;
     }

@@ -265,8 +265,8 @@ private:
     // rightmost leaf, taken before anything was destroyed.
     ZARNCRT_HIDDEN static std::uintptr_t DeleteSubtree(BPlusNode* node);
     // Bulk loading (BPlusNodeBulk.cpp): makes this index node the parent of
-    // children[0, count), whose greatest keys are in slots first to
-    // first + count - 1 of the key block lastKeys.
+    // children[0, count), whose greatest keys and hints are in slots first
+    // to first + count - 1 of the key block lastKeys.
     ZARNCRT_HIDDEN void AdoptChildren(BPlusNode** children, zarn::KeyBlock const& lastKeys,
                                       int first, int count);
 };

@@ -32,7 +32,7 @@ int groupsFor(int total, int capacity)
 // How far ahead of the key being loaded its key object is fetched.
 constexpr int kReadAhead = 48;
 
-// Whether a sorts strictly before b, their summaries being sa and sb: the
+// Whether a sorts strictly before b, its summary (sa) being known: the
 // summaries decide where they can, Compare where they tie or cannot.
 bool before(BPlusKey* a, Summary const& sa, BPlusKey* b, Summary const& sb)
 {
@@ -57,48 +57,53 @@ BPlusNode* BPlusNode::BuildFromSorted(BPlusKey** keys, int count)
     const int leaves = groupsFor(count, m - 1);
     BPlusNode** level = zarn::allocatePointers(leaves);
     // The greatest key of every node of the level being built, with its
-    // summary: the bounds of the level above.
-    KeyBlock lastKeys(KeyBlock::allocate(leaves), leaves);
+    // summary and its hint (taken while the node is at hand, so that the
+    // level above need not read its children again).
+    KeyBlock lastKeys(KeyBlock::allocate(leaves, true), leaves);
 
     // The leaves, filled to capacity and linked into the chain. The order is
     // checked on the way; a refused load unlinks and deletes the leaves made
-    // so far without their keys, so that nothing is taken. The keys are read
-    // once, from the last to the first: the caller most likely made them in
-    // order just before, and the last ones made are those still in cache.
+    // so far without their keys, so that nothing is taken.
     bool sorted = true;
-    Summary next{zarn::kSummaryNone, 0};  // of keys[end], the first placed
-    int end = count;                      // keys[end, count) are placed
-    int made = leaves;                    // leaves [made, leaves) are made
-    while (made > 0 && sorted) {
-        --made;
+    Summary previous{zarn::kSummaryNone, 0};
+    int taken = 0;
+    int made = 0;
+    for (; made < leaves && sorted; ++made) {
         BPlusNode* leaf = New();
         leaf->SetLeafNode(true);
-        level[made] = leaf;
-        if (made + 1 < leaves) {
-            leaf->m_pNextLeaf = level[made + 1];
-            level[made + 1]->m_pPrevLeaf = leaf;
+        if (made > 0) {
+            leaf->m_pPrevLeaf = level[made - 1];
+            level[made - 1]->m_pNextLeaf = leaf;
         }
+        level[made] = leaf;
         KeyBlock block = Slots::keys(leaf);
         const int size = groupSize(made, leaves, count, m - 1, zarn::minLeafKeys(m));
-        const int start = end - size;
-        for (int i = size - 1; i >= 0 && sorted; --i) {
-            const int at = start + i;
-            if (at >= kReadAhead) {
-                zarn::prefetch(keys[at - kReadAhead]);  // usually cold
+        for (int i = 0; i < size && sorted; ++i, ++taken) {
+            // The keys are read once, in order, and are usually cold.
+            if (taken + kReadAhead < count) {
+                zarn::prefetch(keys[taken + kReadAhead]);
             }
-            BPlusKey* key = keys[at];
-            const Summary summary = key != nullptr ? KeySummary::of(key) : next;
-            sorted =
-                key != nullptr && (at + 1 == count || before(key, summary, keys[at + 1], next));
+            BPlusKey* key = keys[taken];
+            if (key == nullptr) {
+                sorted = false;
+                break;
+            }
+            const Summary summary = KeySummary::of(key);
+            if (taken > 0 && !before(keys[taken - 1], previous, key, summary)) {
+                sorted = false;
+                break;
+            }
             block.put(i, key, summary);
-            next = summary;
+            leaf->m_nKeyCount = i + 1;
+            previous = summary;
         }
-        leaf->m_nKeyCount = size;
-        lastKeys.take(made, block, size - 1);
-        end = start;
+        if (sorted) {
+            lastKeys.take(made, block, size - 1);
+            lastKeys.hints()[made] = Slots::hintFor(leaf);
+        }
     }
     if (!sorted) {
-        for (int n = made; n < leaves; ++n) {
+        for (int n = 0; n < made; ++n) {
             Slots::keys(level[n]).clearAll();  // the keys stay the caller's
             level[n]->m_nKeyCount = 0;
             delete level[n];
@@ -120,6 +125,7 @@ BPlusNode* BPlusNode::BuildFromSorted(BPlusKey** keys, int count)
             // In place: slot n is read only by groups before it.
             level[n] = parent;
             lastKeys.take(n, lastKeys, child + size - 1);
+            lastKeys.hints()[n] = Slots::hintFor(parent);
             child += size;
         }
         nodes = parents;
@@ -143,5 +149,6 @@ void BPlusNode::AdoptChildren(BPlusNode** children, KeyBlock const& lastKeys, in
     }
     m_nPointerCount = count;
     m_nKeyCount = count - 1;
-    Slots::makeHinted(this);
+    Slots::giveHintRoom(this);
+    Slots::copyHints(Slots::keys(this), 0, lastKeys, first, count);
 }

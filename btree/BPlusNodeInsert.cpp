@@ -206,8 +206,10 @@ bool BPlusNode::InsertIndex(BPlusKey* key, BPlusNode* right)
     const int carried = keyCount + (open ? 1 : 0);
     int newPointerCount = 0;
     auto place = [&](BPlusNode* child, int from) {
-        hints[newPointerCount] =
-            oldHints != nullptr && from >= 0 ? oldHints[from] : Slots::hintFor(child);
+        if (hints != nullptr) {
+            hints[newPointerCount] =
+                oldHints != nullptr && from >= 0 ? oldHints[from] : Slots::hintFor(child);
+        }
         pointers[newPointerCount++] = child;
     };
     for (int i = 0; i < carried; ++i) {
@@ -276,16 +278,16 @@ BPlusNode* BPlusNode::Split(BPlusKey* key, BPlusNode* right, BPlusKey** upKey)
         Slots::makeHinted(this);
         Slots::makeHinted(sibling);
         own = Slots::keys(this);
-        Slots::Hint* hints = merged.hints();
         const int before =
             position < keyCount && position < pointerCount ? position + 1 : pointerCount;
         copyPointers(pointers, m_pPointers, before);
-        std::memcpy(hints, own.hints(), sizeof(Slots::Hint) * size_t(before));
         pointers[before] = right;
-        hints[before] = Slots::hintFor(right);
         copyPointers(pointers + before + 1, m_pPointers + before, pointerCount - before);
-        std::memcpy(hints + before + 1, own.hints() + before,
-                    sizeof(Slots::Hint) * size_t(pointerCount - before));
+        Slots::copyHints(merged, 0, own, 0, before);
+        Slots::copyHints(merged, before + 1, own, before, pointerCount - before);
+        if (Slots::Hint* hints = merged.hints()) {
+            hints[before] = Slots::hintFor(right);
+        }
     }
     own.clearAll();
     std::memset(m_pPointers, 0, sizeof(BPlusNode*) * static_cast<size_t>(m));
@@ -306,14 +308,13 @@ BPlusNode* BPlusNode::Split(BPlusKey* key, BPlusNode* right, BPlusKey** upKey)
     } else {
         own.take(0, merged, 0, lower - 1);
         copyPointers(m_pPointers, pointers, lower);
-        std::memcpy(own.hints(), merged.hints(), sizeof(Slots::Hint) * size_t(lower));
+        Slots::copyHints(own, 0, merged, 0, lower);
         m_nKeyCount = lower - 1;
         m_nPointerCount = lower;
         upper = Slots::keys(sibling);
         upper.take(0, merged, lower, m - lower);
         copyPointers(sibling->m_pPointers, pointers + lower, m + 1 - lower);
-        std::memcpy(upper.hints(), merged.hints() + lower,
-                    sizeof(Slots::Hint) * size_t(m + 1 - lower));
+        Slots::copyHints(upper, 0, merged, lower, m + 1 - lower);
         sibling->m_nKeyCount = m - lower;
         sibling->m_nPointerCount = m + 1 - lower;
         if (upKey != nullptr) {

@@ -88,21 +88,41 @@ struct ZARNCRT_HIDDEN BPlusNode::Slots {
         }
     }
 
-    // Gives an index node a key block with room for hints (keeping its
-    // slots) and hints every child.
-    static void makeHinted(BPlusNode* node)
+    // Gives an index node a key block with room for hints, all empty,
+    // keeping its slots. Grown in place where the allocator can, which it
+    // usually can for a node just made.
+    static void giveHintRoom(BPlusNode* node)
     {
-        zarn::KeyBlock old = keys(node);
-        if (old.hints() != nullptr) {
+        if (keys(node).hints() != nullptr) {
             return;
         }
         const int slots = node->m_nMaxPointers - 1;
-        zarn::KeyBlock fresh(zarn::KeyBlock::allocate(slots, true), slots);
-        fresh.take(0, old, 0, slots);
-        QorMemFree(node->m_pKeys);
-        node->m_pKeys = fresh.keys();
+        node->m_pKeys = static_cast<BPlusKey**>(
+            QorMemRealloc(node->m_pKeys, zarn::KeyBlock::bytes(slots, true)));
+        zarn::KeyBlock::addHintRoom(node->m_pKeys, slots);
+    }
+
+    // Gives an index node room for hints and hints every child.
+    static void makeHinted(BPlusNode* node)
+    {
+        if (keys(node).hints() != nullptr) {
+            return;
+        }
+        giveHintRoom(node);
         for (int i = 0; i < node->m_nPointerCount; ++i) {
             rehint(node, i);
+        }
+    }
+
+    // Copies count hints of block from, starting at fromAt, into block to
+    // from slot at; nothing unless both keep hints.
+    static void copyHints(zarn::KeyBlock const& to, int at, zarn::KeyBlock const& from, int fromAt,
+                          int count)
+    {
+        Hint* mine = to.hints();
+        Hint const* theirs = from.hints();
+        if (mine != nullptr && theirs != nullptr && count > 0) {
+            std::memcpy(mine + at, theirs + fromAt, sizeof(Hint) * std::size_t(count));
         }
     }
 

@@ -74,14 +74,26 @@ public:
     // room for slots + 1 hints when withHints.
     static BPlusKey** allocate(int slots, bool withHints = false)
     {
-        const std::size_t front = static_cast<std::size_t>(slots) * 16 + 8;
-        const std::size_t hints = withHints ? static_cast<std::size_t>(slots + 1) * 16 : 0;
-        auto* keys = static_cast<BPlusKey**>(QorMemAlloc(front + hints));
+        auto* keys = static_cast<BPlusKey**>(QorMemAlloc(bytes(slots, withHints)));
         if (withHints) {
-            const std::uint32_t flags = kHasHints;
-            std::memcpy(reinterpret_cast<char*>(keys) + front - 4, &flags, sizeof flags);
+            addHintRoom(keys, slots);
         }
         return keys;
+    }
+    // The size of a block of slots key slots, with or without hints.
+    static std::size_t bytes(int slots, bool withHints)
+    {
+        const std::size_t front = static_cast<std::size_t>(slots) * 16 + 8;
+        return front + (withHints ? static_cast<std::size_t>(slots + 1) * 16 : 0);
+    }
+    // Marks the block of slots key slots at keys, which has the size of one
+    // with hints, as keeping them, and empties them.
+    static void addHintRoom(BPlusKey** keys, int slots)
+    {
+        char* end = reinterpret_cast<char*>(keys) + bytes(slots, false);
+        const std::uint32_t flags = kHasHints;
+        std::memcpy(end - 4, &flags, sizeof flags);
+        std::memset(end, 0, bytes(slots, true) - bytes(slots, false));
     }
 
     BPlusKey** keys() const
