@@ -48,8 +48,9 @@
 // BuildFromSorted, VerifyTree, PrintNode and DeleteTree are O(n).
 //
 // Memory. Every valid node allocates a key block of M-1 key slots, M-1
-// summaries of 8 bytes and an 8-byte word, and M pointer slots; the keys
-// are separate objects.
+// summaries of 8 bytes and an 8-byte word, and M pointer slots; an index
+// node's key block also holds 16 bytes per child, where that child's arrays
+// are (prefetch hints). The keys are separate objects.
 //
 // Subclasses. The protected fields are there to be read: counts, the key and
 // pointer slots below their counts, the leaf links. A subclass must not
