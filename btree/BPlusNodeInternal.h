@@ -60,8 +60,10 @@ inline unsigned low32(void const* address)
 }  // namespace zarn
 
 // Access to a node's key block (NodeKeyBlock.h), and the hints an index
-// node keeps of where its children's arrays are. Child pointers move only
-// through moveChildren and takeChild, which carry their hints along.
+// node keeps of where its children's arrays are. Removal moves child
+// pointers only through moveChildren and takeChild, which carry their hints
+// along; InsertIndex, Split and the bulk load write each hint beside its
+// child as they place it.
 struct ZARNCRT_HIDDEN BPlusNode::Slots {
     using Hint = zarn::KeyBlock::Hint;
 
