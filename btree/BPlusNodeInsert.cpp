@@ -124,6 +124,7 @@ void BPlusNode::AppendEdgeLeaf(BPlusKey* key, Summary const& summary)
         }
     }
     leaf->InsertLeafAt(key, 0, summary);
+    Slots::makeHinted(receiver);  // a root made by the caller has no hint room yet
     Slots::rehint(receiver, slot);
 }
 

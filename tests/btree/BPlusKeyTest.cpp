@@ -45,7 +45,8 @@ TEST(KeySetters, IntegerKeyReadsTextAndTruncatesDoubles)
 {
     BPlusKey integer(BPlusKey::eIntegerKey);
     std::pair<char const*, int> const texts[] = {
-        {"12abc", 12}, {"abc", 0}, {" -7", -7}, {"4294967297", 1}, {"-4294967297", -1}};
+        {"12abc", 12},       {"abc", 0},  {" -7", -7}, {"4294967297", 1},
+        {"-4294967297", -1}, {"010", 10}, {"0x1f", 0}};  // base 10, whatever the prefix
     for (auto [s, value] : texts) {
         integer.SetKey(s);
         EXPECT_EQ(integer.GetIntValue(), value) << s;
@@ -56,6 +57,10 @@ TEST(KeySetters, IntegerKeyReadsTextAndTruncatesDoubles)
         integer.SetKey(d);
         EXPECT_EQ(integer.GetIntValue(), value) << d;
     }
+    BPlusKey number(BPlusKey::eNumberKey);
+    number.SetKey(2.5);
+    EXPECT_EQ(state(number), "type 1, int 0, number 2.5, text none/0, name none")
+        << "a number key gets no text";
 }
 
 TEST(KeySetters, BufferTextAndNullText)
@@ -72,10 +77,13 @@ TEST(KeySetters, BufferTextAndNullText)
 TEST(KeySetters, TextKeyFormatsNumbersAndTakesItsOwnText)
 {
     BPlusKey t(BPlusKey::eCharKey);
-    char full[400];
+    char full[400], justOver[80];
     std::snprintf(full, sizeof full, "%0.2lf", 1e300);
-    for (auto [d, expected] :
-         {std::pair<double, std::string>{-12, "-12.00"}, {2.5, "2.50"}, {1e300, {full, 63}}}) {
+    std::snprintf(justOver, sizeof justOver, "%0.2lf", 2e60);  // 64 characters: one too many
+    for (auto [d, expected] : {std::pair<double, std::string>{-12, "-12.00"},
+                               {2.5, "2.50"},
+                               {1e300, {full, 63}},
+                               {2e60, {justOver, 63}}}) {
         t.SetKey(d);
         int length = 0;
         EXPECT_EQ(t.GetCharValue(&length), expected) << d;
@@ -186,6 +194,28 @@ TEST_F(NormalizedKeys, CopiesAreIgnoredWithoutNormalizer)
     EXPECT_EQ(cmp(changed, text("X")), 0) << "a stale copy \"ab\" decides";
 }
 
+// What a subclass sees of a key's normalized copy.
+struct NormalizedFields : BPlusKey {
+    static constexpr char* BPlusKey::*kCopy = &NormalizedFields::m_szNormalized;
+    static constexpr int BPlusKey::*kLength = &NormalizedFields::m_nNormalizedLength;
+};
+
+// A normalized copy leaves with the text it was made from: when a copy of
+// another key's value replaces the text, and when a new text is set while
+// no normalizer is installed.
+TEST_F(NormalizedKeys, CopyLeavesWithItsText)
+{
+    BPlusKey::SetNormalizer(identity, 0);
+    Key copied = text("abc"), reset = text("abcd");
+    Key(I(9))->CopyTo(*copied);
+    EXPECT_EQ((*copied).*NormalizedFields::kCopy, nullptr) << "CopyTo from an integer key";
+    EXPECT_EQ((*copied).*NormalizedFields::kLength, 0) << "CopyTo from an integer key";
+    BPlusKey::SetNormalizer(nullptr, 0);
+    reset->SetKey("x");
+    EXPECT_EQ((*reset).*NormalizedFields::kCopy, nullptr) << "SetKey without a normalizer";
+    EXPECT_EQ((*reset).*NormalizedFields::kLength, 0) << "SetKey without a normalizer";
+}
+
 TEST_F(NormalizedKeys, ReportedLengthsAreClampedToTheText)
 {
     BPlusKey::SetNormalizer(claimLength, -5);
@@ -276,6 +306,8 @@ TEST(CompositeParts, SetBeyondTheEndLeavesAbsentSlots)
     Composite k(BPlusCompositeKey::New());
     k->SetKeyPart(3, I(7));
     EXPECT_EQ(printed(*k), "<,,,7>");
+    k->SetKeyPart(6, I(9));  // grows slots that exist already: new ones are absent
+    EXPECT_EQ(printed(*k), "<,,,7,,,9>");
     EXPECT_EQ(k->GetKeyPart(4), nullptr) << "beyond the end";
     EXPECT_EQ(k->GetKeyPart(-1), nullptr) << "below 0";
     k->Clear();
@@ -333,8 +365,10 @@ TEST(CompositeCopy, CopyToNeedsACompositeTarget)
     source->CopyTo(plain);
     BPlusKey fromComposite(*source);
     BPlusCompositeKey copied(*source);  // by CopyTo into a composite: no message
-    source->CopyTo(copied);             // parts replaced, not appended
-    source->CopyTo(*source);            // onto itself: harmless
+    EXPECT_EQ(printed(copied), "<1,,3>") << "made by the copy constructor";
+    EXPECT_STREQ(copied.GetName(), "pair") << "made by the copy constructor";
+    source->CopyTo(copied);   // parts replaced, not appended
+    source->CopyTo(*source);  // onto itself: harmless
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "BPlusCompositeKey::CopyTo invalid type - cannot copy to non composite.\n"
               "BPlusCompositeKey::CopyTo invalid type - cannot copy to non composite.\n");

@@ -29,7 +29,7 @@ struct Fields : BPlusNode {
     using BPlusNode::m_pPointers;
     static constexpr int BPlusNode::*kKeyCount = &Fields::m_nKeyCount;
     static constexpr int BPlusNode::*kPointerCount = &Fields::m_nPointerCount;
-    static constexpr BPlusKey** BPlusNode::*kKeys = &Fields::m_pKeys;
+    static constexpr BPlusNode** BPlusNode::*kPointers = &Fields::m_pPointers;
     static constexpr BPlusNode* BPlusNode::*kNextLeaf = &Fields::m_pNextLeaf;
     static constexpr BPlusNode* BPlusNode::*kPrevLeaf = &Fields::m_pPrevLeaf;
 };
@@ -271,6 +271,60 @@ TEST(BPlusNodeMisuse, NullKeysAndPositionsOutOfRange)
     EXPECT_EQ(root->GetPrevLeaf(), nullptr) << "not a leaf";
     BPlusNode::DeleteTree(root);
     BPlusNode::DeleteTree(nullptr);
+    BPlusNode* emptyLeaf = new BPlusNode();
+    emptyLeaf->SetLeafNode(true);
+    BPlusNode::DeleteTree(emptyLeaf);  // ASan: no read before its first slot
+}
+
+// A separator above every bound of a bounded-form node goes last, with its
+// child after the last child; the node then has as many keys as pointers,
+// so it drops that last bound (the caller's key, not destroyed) and is in
+// open form.
+TEST(BPlusNodeMisuse, InsertIndexAboveEveryBoundOfABoundedNode)
+{
+    BPlusNode* root = grow({1});
+    BPlusNode* leaf = root->New();
+    leaf->SetLeafNode(true);
+    Key five(I(5));
+    EXPECT_TRUE(root->InsertIndex(five.get(), leaf));
+    EXPECT_EQ(shape(root), "I[1](L[1], L[])");
+    BPlusNode::DeleteTree(root);
+}
+
+// A node whose New() makes smaller nodes cannot take the upper half of a
+// split: Split refuses and changes nothing.
+TEST(BPlusNodeMisuse, SplitRefusesASiblingOfSmallerCapacity)
+{
+    struct ShrinkingNode : BPlusNode {
+        ShrinkingNode() : BPlusNode(88, 12, 1.0f) {}  // M = 4
+        BPlusNode* New() override
+        {
+            return new BPlusNode();  // M = 3
+        }
+    } leaf;
+    leaf.SetLeafNode(true);
+    for (int k : {1, 2, 3}) {
+        EXPECT_TRUE(leaf.InsertLeaf(I(k))) << k;
+    }
+    Key four(I(4));
+    EXPECT_EQ(leaf.Split(four.get(), nullptr, nullptr), nullptr);
+    EXPECT_EQ(shape(&leaf), "L[1, 2, 3]");
+}
+
+// A hand-made open-form node whose last child is missing has no place for
+// keys above its bound: the descent ends (it must not loop) with NULL.
+TEST(BPlusNodeMisuse, MissingLastChildEndsTheDescent)
+{
+    BPlusNode* root = grow({1});
+    BPlusNode** children = root->*Fields::kPointers;
+    ASSERT_EQ(root->GetKeyCount(), 1);
+    root->*Fields::kPointerCount = 2;  // open form, child 1 missing
+    Key two(I(2)), one(I(1));
+    EXPECT_EQ(root->Search(two.get(), nullptr), nullptr);
+    EXPECT_EQ(root->Search(one.get()), root->GetFirstLeaf()->GetKey(0));
+    root->*Fields::kPointerCount = 1;
+    EXPECT_EQ(children[1], nullptr);
+    BPlusNode::DeleteTree(root);
 }
 
 TEST(BPlusNodeMisuse, WaysThatEndWithoutANode)
@@ -403,7 +457,15 @@ TEST(VerifyTreeDamage, EveryReportLineHasItsDamage)
          [&] { return swapped(at(a, &Fields::m_pPointers, 0), chain.back().get()); }},
         {line(l6, "reached twice"), [&] { return swapped(at(c, &Fields::m_pPointers, 2), l6); }},
         {line(&invalid, "not a valid node"),
-         [&] { return swapped(at(a, &Fields::m_pPointers, 0), &invalid); }},
+         [&] {
+             // Keys it claims but has no array for: nothing may look further.
+             Repair count = swapped(invalid.*Fields::kKeyCount, 1);
+             Repair child = swapped(at(a, &Fields::m_pPointers, 0), &invalid);
+             return [=] {
+                 child();
+                 count();
+             };
+         }},
         {line(&otherCapacity, "capacity 4 differs from 3"),
          [&] { return swapped(at(a, &Fields::m_pPointers, 0), &otherCapacity); }},
         {line(l3, "counts out of range: 3 keys, 0 pointers"),
@@ -455,6 +517,7 @@ TEST(VerifyTreeDamage, EveryReportLineHasItsDamage)
              return [=] { std::swap(at(l3, &Fields::m_pKeys, 0), at(l3, &Fields::m_pKeys, 1)); };
          }},
         {line(l3, "key slot 0 not above the lower bound"), [&] { return revalued(l3, 0, 2); }},
+        {line(l3, "keys not ascending at slot 1"), [&] { return revalued(l3, 0, 4); }},  // equal
         {line(l5, "key slot 0 above the bound"), [&] { return revalued(l5, 0, 9); }},
         {line(l7, "leaf at depth 1, others at 2"),
          [&] { return swapped(at(root, &Fields::m_pPointers, 2), l7); }},

@@ -10,6 +10,7 @@
 #include <cctype>
 #include <climits>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <iterator>
 #include <map>
@@ -21,6 +22,7 @@
 #include "btree/BPlusCursor.h"
 #include "btree/BPlusKey.h"
 #include "btree/BPlusNode.h"
+#include "btree/NodeKeyBlock.h"
 #include "text/CStringBuffer.h"
 
 namespace treemodel {
@@ -120,6 +122,42 @@ inline std::string say(char const* what, long a, long b = 0)
     char line[160];
     std::snprintf(line, sizeof line, what, a, b);
     return line;
+}
+
+// The arrays of a node, as a subclass sees them.
+struct NodeFields : BPlusNode {
+    static constexpr BPlusKey** BPlusNode::*kKeys = &NodeFields::m_pKeys;
+    static constexpr BPlusNode** BPlusNode::*kPointers = &NodeFields::m_pPointers;
+};
+
+// Every index node with children keeps, for each child, a hint of where the
+// child's key block and (for an index child) pointer array are, and the
+// tree's operations keep them in step: a hint left stale would only cost
+// speed, which no other check would notice.
+inline std::string checkHints(BPlusNode* node)
+{
+    if (node->IsLeafNode() || node->GetMaxPointers() < 3 || node->GetFirstLeaf() == nullptr) {
+        return "";
+    }
+    const zarn::KeyBlock block(node->*NodeFields::kKeys, node->GetMaxPointers() - 1);
+    zarn::KeyBlock::Hint const* hints = block.hints();
+    if (hints == nullptr) {
+        return "index node without hints";
+    }
+    BPlusNode** children = node->*NodeFields::kPointers;
+    for (int i = 0; i < node->GetMaxPointers() && children[i] != nullptr; ++i) {
+        BPlusNode* child = children[i];
+        const auto keys = reinterpret_cast<std::uintptr_t>(child->*NodeFields::kKeys);
+        const auto pointers = reinterpret_cast<std::uintptr_t>(child->*NodeFields::kPointers);
+        if (hints[i].keys != keys || hints[i].pointers != (child->IsLeafNode() ? 0 : pointers)) {
+            return say("hint of child %ld out of step", i);
+        }
+        const std::string problem = checkHints(child);
+        if (!problem.empty()) {
+            return problem;
+        }
+    }
+    return "";
 }
 
 // root and model are open to read; only the operations change them.
@@ -236,6 +274,10 @@ struct TreeDriver {
         CStringBuffer problems;
         if (!root->VerifyTree(problems)) {
             return std::string("VerifyTree: ") + problems.getBufferPointer();
+        }
+        const std::string hints = checkHints(root);
+        if (!hints.empty()) {
+            return hints;
         }
         if (CountedData::live != static_cast<long>(model.size())) {
             return say("%ld live data objects for %ld keys", CountedData::live, model.size());
