@@ -114,9 +114,7 @@ void BPlusNode::Removal::rebalance()
         while (root->m_nPointerCount == 1 && root->m_nKeyCount == 0 &&
                !root->m_pPointers[0]->m_bLeaf) {
             BPlusNode* child = root->m_pPointers[0];
-            root->m_pPointers[0] = nullptr;
-            root->m_nPointerCount = 0;
-            delete root;
+            delete root;  // frees its arrays only; the child lives on
             root = child;
         }
         // A leaf merged with siblings that were below their minimum too (the

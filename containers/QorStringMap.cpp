@@ -62,7 +62,6 @@ struct MovingItems {
             if (from == nullptr) {
                 continue;
             }
-            oldBuckets[i] = nullptr;
             QorPtrList& list = from->items;
             for (int j = 0; j < list.size(); ++j) {
                 items[count++] = static_cast<QorStringMap::MapItem*>(list.get(j));

@@ -1,7 +1,7 @@
 // Differential fuzzer for QorStringMap against the table model of
 // tests/models/StringMapHash.h: inserts, removals, lookups, clears, resizes
 // and NULL keys in both key forms and every release mode. After every step
-// slot and item counts and the key's hash must agree; after resizes and at
+// slot, item and collision counts and the key's hash must agree; after resizes and at
 // the end allocList must list the model's items with keys, values and mode.
 // Values are unique malloc'ed blocks, so that the sanitizers catch a value
 // freed twice, freed by a growth step or never freed; in the modes that do
@@ -21,9 +21,18 @@ namespace {
 // Few letters and the NUL, so that keys repeat, share slots and hold NULs.
 constexpr char kAlphabet[] = {'a', 'b', 'K', '\0', 'y'};
 
+// The map with its collision count in view, which decides when it grows.
+struct InspectedMap : QorStringMap {
+    using QorStringMap::QorStringMap;
+    int collisionCount() const
+    {
+        return collisions;
+    }
+};
+
 struct Run {
     EQorAllocMode mode;
-    QorStringMap map;
+    InspectedMap map;
     mapmodel::Table model;
     std::vector<std::string> seen;  // keys made so far, for lookups that hit
 
@@ -143,6 +152,9 @@ void runMap(FuzzInput& in)
         FUZZ_CHECK(run.map.count() == run.model.count(), "count %d", run.map.count());
         FUZZ_CHECK(run.map.size() == static_cast<int>(run.model.slots.size()), "size %d, model %zu",
                    run.map.size(), run.model.slots.size());
+        // Without a table the count is stale until the next insert makes one.
+        FUZZ_CHECK(run.map.size() == 0 || run.map.collisionCount() == run.model.collisions,
+                   "collisions %d, model %d", run.map.collisionCount(), run.model.collisions);
     }
     run.checkList();
 }

@@ -10,6 +10,7 @@
 #include <cfloat>
 #include <climits>
 #include <cmath>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,15 @@ BPlusKey* textOf(std::string const& bytes)
 BPlusKey* part(BPlusKey* key, bool null = false)
 {
     key->SetNull(null);
+    return key;
+}
+
+BPlusCompositeKey* compositeOf(std::vector<BPlusKey*> const& parts)
+{
+    BPlusCompositeKey* key = BPlusCompositeKey::New();
+    for (BPlusKey* p : parts) {
+        key->AppendKeyPart(p);  // New(...) would stop at a NULL part
+    }
     return key;
 }
 
@@ -84,13 +94,7 @@ std::vector<BPlusKey*> hostileKeys()
     }
     // Longer keys: later parts that tie, are missing, or differ only past
     // what 64 bits hold.
-    auto composite = [&keys](std::vector<BPlusKey*> parts) {
-        BPlusCompositeKey* key = BPlusCompositeKey::New();
-        for (BPlusKey* p : parts) {
-            key->AppendKeyPart(p);
-        }
-        keys.push_back(key);
-    };
+    auto composite = [&keys](std::vector<BPlusKey*> parts) { keys.push_back(compositeOf(parts)); };
     composite({I(1), I(2)});
     composite({I(1), I(2), nullptr});
     composite({I(1), I(2), I(3)});
@@ -206,6 +210,50 @@ TEST(KeySummary, KeysWithoutASummary)
          {nan.get(), unnormalized.get(), plainComposite.get(), unknown.get(), nanPart.get()}) {
         EXPECT_EQ(KeySummary::of(k).kind, zarn::kSummaryMixed) << printed(*k);
     }
+}
+
+// The exact encodings, worked out by hand from the layout KeySummary.h
+// describes: a summary that loses bits still agrees with Compare, so only
+// these rows notice one that stopped encoding a part or a byte.
+TEST(KeySummary, ExactEncodings)
+{
+    BPlusKey::SetNormalizer(treemodel::foldCase, 0);
+    constexpr std::uint64_t top = std::uint64_t(1) << 63;
+    const std::uint32_t composite = zarn::kSummaryComposite;
+    const std::uint32_t textParts = zarn::kSummaryTextParts;
+    struct Row {
+        char const* name;
+        Key key;
+        std::uint32_t kind;
+        std::uint64_t value;
+    } rows[] = {
+        {"integer 5", Key(I(5)), zarn::kSummaryInteger, 0x80000005u},
+        {"integer INT_MIN", Key(I(INT_MIN)), zarn::kSummaryInteger, 0},
+        {"number -0.0", Key(BPlusKey::NewNumberKey(-0.0)), zarn::kSummaryNumber, top},
+        {"number 1.0", Key(BPlusKey::NewNumberKey(1.0)), zarn::kSummaryNumber, 0xBFF0000000000000u},
+        {"number -1.0", Key(BPlusKey::NewNumberKey(-1.0)), zarn::kSummaryNumber,
+         0x400FFFFFFFFFFFFFu},
+        {"text AbC, folded", text("AbC"), zarn::kSummaryText, 0x6162630000000000u},
+        {"text of nine bytes", text("abcdefghi"), zarn::kSummaryText, 0x6162636465666768u},
+        {"missing text", text(nullptr), zarn::kSummaryText, 0},
+        // present bit, integer 1 in 32 bits, present bit, "ab"
+        {"<1, ab>", Key(BPlusCompositeKey::New(I(1), text("ab").release(), nullptr)),
+         composite | textParts | zarn::kPartInteger | (zarn::kPartText << 3),
+         top | (std::uint64_t(0x80000001u) << 31) | (std::uint64_t(1) << 30) |
+             (std::uint64_t(0x6162) << 14)},
+        // absent bit, present bit, integer 7
+        {"<missing, 7>", Key(compositeOf({nullptr, I(7)})), composite | (zarn::kPartInteger << 3),
+         (std::uint64_t(1) << 62) | (std::uint64_t(0x80000007u) << 30)},
+        // present bit, then the 63 bits of 2.0 that fit: nothing of the 1
+        {"<2.0, 1>", Key(BPlusCompositeKey::New(BPlusKey::NewNumberKey(2.0), I(1), nullptr)),
+         composite | zarn::kPartNumber, 0xE000000000000000u},
+    };
+    for (Row const& row : rows) {
+        const Summary summary = KeySummary::of(row.key.get());
+        EXPECT_EQ(std::uint32_t(summary.kind), row.kind) << row.name;
+        EXPECT_EQ(summary.value, row.value) << row.name;
+    }
+    BPlusKey::SetNormalizer(nullptr, 0);
 }
 
 }  // namespace

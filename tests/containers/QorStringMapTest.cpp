@@ -127,6 +127,52 @@ TEST(QorStringMapGrowth, ResetsItemModes)
     delete list;
 }
 
+// A bucket that counts its destructions.
+struct CountingBucket : QorStringMap::Bucket {
+    using Bucket::Bucket;
+    ~CountingBucket() override
+    {
+        ++destroyed;
+    }
+    static int destroyed;
+};
+int CountingBucket::destroyed = 0;
+
+// A map whose subclass moved one key's items into a bucket of its own type.
+struct RehousingMap : QorStringMap {
+    using QorStringMap::QorStringMap;
+    void rehouse(char const* key)
+    {
+        Bucket*& slot = buckets[hash(key, -1) % bucketCount];
+        auto* replacement = new CountingBucket(allocMode);
+        for (int j = 0; j < slot->items.size(); ++j) {
+            replacement->add(static_cast<MapItem*>(slot->items.get(j)));
+        }
+        while (slot->items.size() > 0) {
+            slot->items.remove(slot->items.size() - 1);  // now owned by replacement
+        }
+        delete slot;
+        slot = replacement;
+    }
+};
+
+// A growth step reuses only buckets of the map's own type; a bucket of
+// another type is destroyed, with its items carried over.
+TEST(QorStringMapGrowth, DestroysABucketOfADerivedType)
+{
+    CountingBucket::destroyed = 0;
+    RehousingMap map(eQorAllocNone);
+    for (int i = 0; i < 20; ++i) {
+        map.insert(std::to_string(i).c_str(), V(i + 1));
+    }
+    map.rehouse("7");
+    map.resize(500);
+    EXPECT_EQ(CountingBucket::destroyed, 1);
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_EQ(map.get(std::to_string(i).c_str()), V(i + 1)) << "key " << i;
+    }
+}
+
 // A map made with 8 * n slots, or given them by reserve(n) after some
 // inserts, never grows while it holds at most n items, however often items
 // come and go and however the keys fall: distinct random keys, keys that

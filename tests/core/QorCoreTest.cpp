@@ -106,6 +106,9 @@ TEST(CoreText, FtoaCutsToTheDestination)
     char text[8];
     EXPECT_EQ(realconv_ftoa(text, 4, 123456.0), 3);
     EXPECT_STREQ(text, "123");
+    text[0] = 'x';
+    EXPECT_EQ(realconv_ftoa(text, 1, 1.0), 0) << "room for the terminator only";
+    EXPECT_EQ(text[0], '\0') << "size 1 still terminates";
     EXPECT_EQ(realconv_ftoa(text, 0, 1.0), 0) << "no room";
     EXPECT_EQ(realconv_ftoa(nullptr, 8, 1.0), 0) << "no destination";
 }

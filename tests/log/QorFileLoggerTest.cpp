@@ -13,6 +13,8 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -73,6 +75,44 @@ protected:
 };
 
 }  // namespace
+
+// Each front end hands PrintLog its level, its source and line (0 for the
+// two that take none) and the formatted text; a logger of another kind sees
+// exactly these arguments.
+TEST(LoggerFrontEnds, HandPrintLogLevelSourceLineAndText)
+{
+    struct Call {
+        Level level;
+        std::string source;
+        int line;
+        std::string text;
+    };
+    struct Recording : IQorLogger {
+        void PrintLog(Level level, char const* source, int line, char const* text) override
+        {
+            calls.push_back({level, source, line, text});
+        }
+        std::vector<Call> calls;
+    } log;
+    log.SetLogLevel(IQorLogger::eLogDebug);
+    log.FatalError("f.c", 1, "%d", 10);
+    log.Error("e.c", 2, "%d", 20);
+    log.Warning("w.c", 3, "%d", 30);
+    log.Information("info", "%d", 40);
+    log.Debug("debug", "%d", 50);
+    const Call expected[] = {{IQorLogger::eLogFatal, "f.c", 1, "10"},
+                             {IQorLogger::eLogError, "e.c", 2, "20"},
+                             {IQorLogger::eLogWarning, "w.c", 3, "30"},
+                             {IQorLogger::eLogInformation, "info", 0, "40"},
+                             {IQorLogger::eLogDebug, "debug", 0, "50"}};
+    ASSERT_EQ(log.calls.size(), std::size(expected));
+    for (std::size_t i = 0; i < log.calls.size(); ++i) {
+        EXPECT_EQ(log.calls[i].level, expected[i].level) << "call " << i;
+        EXPECT_EQ(log.calls[i].source, expected[i].source) << "call " << i;
+        EXPECT_EQ(log.calls[i].line, expected[i].line) << "call " << i;
+        EXPECT_EQ(log.calls[i].text, expected[i].text) << "call " << i;
+    }
+}
 
 TEST(LoggerThreshold, NewLoggerReportsNothing)
 {
@@ -236,25 +276,44 @@ TEST_F(LoggerFiles, RecordsOfEightThreadsNeverInterleave)
     EXPECT_EQ(lines, kThreads * kRecords);
 }
 
-// A second thread's Lock returns only after the holder's Unlock: it must see
-// the flag the holder sets just before unlocking.
-TEST(LoggerLock, LockWaitsForTheHoldersUnlock)
+// Every operation that touches the stream waits for the holder of the lock:
+// run in a second thread, it must see the flag the holder sets just before
+// unlocking.
+TEST(LoggerLock, OperationsOnTheStreamWaitForTheHoldersUnlock)
 {
-    QorFileLogger log;
-    std::atomic<bool> started{false}, unlocking{false}, sawUnlocking{false};
-    log.Lock();
-    std::thread second([&] {
-        started = true;
+    const std::string path = (std::filesystem::temp_directory_path() /
+                              ("zarn-lock-" + std::to_string(getpid()) + ".log"))
+                                 .string();
+    const std::pair<char const*, void (*)(QorFileLogger&, char const*)> operations[] = {
+        {"Lock",
+         [](QorFileLogger& log, char const*) {
+             log.Lock();
+             log.Unlock();
+         }},
+        {"SetFile(path)", [](QorFileLogger& log, char const* file) { log.SetFile(file, "w"); }},
+        {"SetFile(FILE*)", [](QorFileLogger& log, char const*) { log.SetFile(stderr, false); }},
+        {"PrintLog",
+         [](QorFileLogger& log, char const*) { log.PrintLog(IQorLogger::eLogError, "s", 1, ""); }},
+    };
+    for (auto const& [name, operation] : operations) {
+        QorFileLogger log;
+        log.SetLogLevel(IQorLogger::eLogDebug);
+        log.SetFile(path.c_str(), "w");
+        std::atomic<bool> started{false}, unlocking{false}, sawUnlocking{false};
         log.Lock();
-        sawUnlocking = unlocking.load();
+        std::thread second([&, operation = operation] {
+            started = true;
+            operation(log, path.c_str());
+            sawUnlocking = unlocking.load();
+        });
+        while (!started) {
+            std::this_thread::yield();
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));  // lets it reach the lock
+        unlocking = true;
         log.Unlock();
-    });
-    while (!started) {
-        std::this_thread::yield();
+        second.join();
+        EXPECT_TRUE(sawUnlocking) << name;
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));  // lets it reach Lock
-    unlocking = true;
-    log.Unlock();
-    second.join();
-    EXPECT_TRUE(sawUnlocking);
+    std::filesystem::remove(path);
 }

@@ -61,6 +61,23 @@ TEST(StringBufferBlocks, SizesBelowOneAndNullBlocks)
     CStringBuffer::freeString(nullptr);
 }
 
+// A buffer's block stays zero-filled past its text when an append grows it,
+// as every block it gets is: a subclass (or a caller of getBufferPointer
+// writing up to bufSize) sees zeros, never stale heap bytes.
+TEST(StringBufferBlocks, GrowthKeepsTheBlockZeroPastTheText)
+{
+    struct Exposed : CStringBuffer {
+        int nonZeroPastText() const
+        {
+            return static_cast<int>(bufSize - len - std::count(buffer + len, buffer + bufSize, 0));
+        }
+    } grown;
+    for (int piece : {3, 40, 200, 1000, 5000}) {
+        grown.append(std::string(static_cast<size_t>(piece), 'x').c_str(), piece);
+        EXPECT_EQ(grown.nonZeroPastText(), 0) << "after appending " << piece << " bytes";
+    }
+}
+
 TEST(StringBufferAttach, NullClearsAndKeepsTheStorage)
 {
     CStringBuffer b("abc");
