@@ -10,11 +10,6 @@ namespace zarn {
 
 namespace {
 
-// ctime's names do not depend on the locale.
-char const* const kWeekdays[7] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
-char const* const kMonths[12] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                 "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-
 // The date text of the last second seen by this thread: converting the time
 // is the dearest part of a record, and records come many per second.
 struct DateCache {
@@ -38,17 +33,8 @@ DateCache const& currentDate()
     cache.text[0] = '\0';
     cache.length = 0;
     std::tm local;
-    if (localtime_r(&now, &local) != nullptr && local.tm_wday >= 0 && local.tm_wday < 7 &&
-        local.tm_mon >= 0 && local.tm_mon < 12) {
-        // ctime's layout: the day of the month is padded with a space ("Nov  5").
-        const int written = std::snprintf(
-            cache.text, sizeof cache.text, "%.3s %.3s%3d %.2d:%.2d:%.2d ", kWeekdays[local.tm_wday],
-            kMonths[local.tm_mon], local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
-        if (written >= 19) {  // 20 for any real time; never more than ctime's first 19
-            cache.text[19] = ' ';
-            cache.text[20] = '\0';
-            cache.length = 20;
-        }
+    if (localtime_r(&now, &local) != nullptr) {
+        cache.length = formatLogDate(local, cache.text);
     }
     return cache;
 }

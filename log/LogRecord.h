@@ -20,6 +20,7 @@
 
 #include "core/Limits.h"
 #include "log/IQorLogger.h"
+#include "log/LogDate.h"
 
 namespace zarn {
 
@@ -36,7 +37,7 @@ public:
     void writeTo(std::FILE* stream, bool withDate);
 
 private:
-    static constexpr std::size_t kDateLength = 20;  // "Www Mmm dd hh:mm:ss "
+    static constexpr std::size_t kDateLength = kLogDateLength;  // "Www Mmm dd hh:mm:ss "
     static constexpr std::size_t kSourceLimit = 511;
     static constexpr std::size_t kLineLimit = 31;
     // Room in front of the label for "[" and the date.

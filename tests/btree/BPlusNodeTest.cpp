@@ -327,6 +327,32 @@ TEST(BPlusNodeMisuse, MissingLastChildEndsTheDescent)
     BPlusNode::DeleteTree(root);
 }
 
+// A hand-made chain of index nodes, each with one child, above the leaf of a
+// sound tree: the descent follows at most 64 index levels, and a deeper way
+// finds nothing instead of running past its bookkeeping.
+TEST(BPlusNodeMisuse, WaysDeeperThan64IndexLevelsFindNothing)
+{
+    BPlusNode* tree = grow({1});
+    BPlusNode* const leaf = tree->GetFirstLeaf();
+    std::vector<std::unique_ptr<BPlusNode>> chain;
+    for (int levels = 1; levels <= 65; ++levels) {
+        chain.emplace_back(new BPlusNode());
+        at(chain.back().get(), &Fields::m_pPointers, 0) =
+            levels == 1 ? leaf : chain[size_t(levels) - 2].get();
+        chain.back().get()->*Fields::kPointerCount = 1;
+    }
+    Key one(I(1));
+    for (int levels : {63, 64, 65}) {
+        BPlusNode* const top = chain[size_t(levels) - 1].get();
+        const bool reachable = levels <= 64;
+        EXPECT_EQ(top->Search(one.get(), nullptr), reachable ? leaf : nullptr)
+            << levels << " index levels";
+        EXPECT_EQ(top->Search(one.get()), reachable ? leaf->GetKey(0) : nullptr)
+            << levels << " index levels";
+    }
+    BPlusNode::DeleteTree(tree);  // the chain's nodes leave their children alive
+}
+
 TEST(BPlusNodeMisuse, WaysThatEndWithoutANode)
 {
     BPlusNode empty;
