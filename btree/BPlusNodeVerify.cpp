@@ -8,84 +8,9 @@
 #include "btree/BPlusKey.h"
 #include "btree/BPlusNode.h"
 #include "btree/BPlusNodeInternal.h"
+#include "btree/PointerSet.h"
 #include "core/QorCore.h"
 #include "text/CStringBuffer.h"
-
-namespace {
-
-// A set of object addresses: open addressing in core memory (whose
-// exhaustion ends the process), so the whole check stays O(n) and throws
-// nothing.
-class PointerSet {
-public:
-    PointerSet() = default;
-    ~PointerSet()
-    {
-        QorMemFree(m_slots);
-    }
-    PointerSet(PointerSet const&) = delete;
-    PointerSet& operator=(PointerSet const&) = delete;
-
-    // Adds p; false when it was there already.
-    bool insert(void const* p)
-    {
-        if (2 * (m_count + 1) > m_capacity) {
-            grow();
-        }
-        std::size_t i = slotOf(p);
-        while (m_slots[i] != nullptr) {
-            if (m_slots[i] == p) {
-                return false;
-            }
-            i = (i + 1) & (m_capacity - 1);
-        }
-        m_slots[i] = p;
-        ++m_count;
-        return true;
-    }
-
-    bool contains(void const* p) const
-    {
-        if (m_count == 0) {
-            return false;
-        }
-        for (std::size_t i = slotOf(p); m_slots[i] != nullptr; i = (i + 1) & (m_capacity - 1)) {
-            if (m_slots[i] == p) {
-                return true;
-            }
-        }
-        return false;
-    }
-
-private:
-    std::size_t slotOf(void const* p) const
-    {
-        // Fibonacci hashing of the address; its low bits are alignment zeros.
-        const std::uint64_t h = reinterpret_cast<std::uintptr_t>(p) * 0x9e3779b97f4a7c15ull;
-        return static_cast<std::size_t>(h >> 32) & (m_capacity - 1);
-    }
-
-    void grow()
-    {
-        void const** old = m_slots;
-        const std::size_t oldCapacity = m_capacity;
-        m_capacity = oldCapacity == 0 ? 64 : oldCapacity * 2;
-        m_slots = static_cast<void const**>(QorMemAlloc(sizeof(void*) * m_capacity));
-        m_count = 0;
-        for (std::size_t i = 0; i < oldCapacity; ++i) {
-            if (old[i] != nullptr) {
-                insert(old[i]);
-            }
-        }
-        QorMemFree(old);
-    }
-
-    void const** m_slots = nullptr;  // zero-filled: NULL is an empty slot
-    std::size_t m_capacity = 0;      // a power of two
-    std::size_t m_count = 0;
-};
-
-}  // namespace
 
 struct ZARNCRT_HIDDEN BPlusNode::Verifier {
     explicit Verifier(CStringBuffer& out) : problems(out) {}
@@ -135,9 +60,9 @@ struct ZARNCRT_HIDDEN BPlusNode::Verifier {
     int capacity = 0;    // M of the nodes below the root
     int leafDepth = -1;  // depth of the first leaf met
     BPlusNode* previousLeaf = nullptr;
-    PointerSet nodes;      // every node reached
-    PointerSet leafKeys;   // every key object in a leaf slot
-    PointerSet indexKeys;  // every key object in an index slot
+    zarn::PointerSet nodes;      // every node reached
+    zarn::PointerSet leafKeys;   // every key object in a leaf slot
+    zarn::PointerSet indexKeys;  // every key object in an index slot
     // Index keys that do not end their child's rightmost leaf: cloned bounds,
     // which no leaf may hold. Checked once all leaf keys are known.
     BPlusKey** unshared = nullptr;

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "btree/BPlusCursor.h"
@@ -288,6 +289,7 @@ TEST(BPlusNodeMisuse, InsertIndexAboveEveryBoundOfABoundedNode)
     Key five(I(5));
     EXPECT_TRUE(root->InsertIndex(five.get(), leaf));
     EXPECT_EQ(shape(root), "I[1](L[1], L[])");
+    EXPECT_EQ(treemodel::checkHints(root), "") << "the new last child's hint";
     BPlusNode::DeleteTree(root);
 }
 
@@ -329,7 +331,7 @@ TEST(BPlusNodeMisuse, MissingLastChildEndsTheDescent)
 
 // A hand-made chain of index nodes, each with one child, above the leaf of a
 // sound tree: the descent follows at most 64 index levels, and a deeper way
-// finds nothing instead of running past its bookkeeping.
+// finds nothing instead of running past its bookkeeping or for ever.
 TEST(BPlusNodeMisuse, WaysDeeperThan64IndexLevelsFindNothing)
 {
     BPlusNode* tree = grow({1});
@@ -351,6 +353,15 @@ TEST(BPlusNodeMisuse, WaysDeeperThan64IndexLevelsFindNothing)
             << levels << " index levels";
     }
     BPlusNode::DeleteTree(tree);  // the chain's nodes leave their children alive
+
+    // A full root whose last child is itself: a way without end.
+    BPlusNode* root = grow({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11});
+    ASSERT_TRUE(root->IsFull());
+    Key beyond(I(100));
+    BPlusNode* const last = std::exchange(at(root, &Fields::m_pPointers, 2), root);
+    EXPECT_EQ(root->FindNode(beyond.get()), nullptr) << "FindNode on a cycle";
+    at(root, &Fields::m_pPointers, 2) = last;
+    BPlusNode::DeleteTree(root);
 }
 
 TEST(BPlusNodeMisuse, WaysThatEndWithoutANode)
