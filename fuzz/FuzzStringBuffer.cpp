@@ -28,9 +28,15 @@ struct Subject {
     std::string writeModel;    // its expected bytes, as many as its chosen size
 };
 
+// The end pointer that subclasses read beside the length.
+struct EndField : CStringBuffer {
+    static constexpr char* CStringBuffer::*kEnd = &EndField::endPtr;
+};
+
 void check(CStringBuffer& b, textmodel::Buffer const& m, char const* what)
 {
     char const* p = b.getBufferPointer();
+    FUZZ_CHECK(b.*EndField::kEnd == p + b.length(), "%s: endPtr is not buffer + length", what);
     FUZZ_CHECK(b.length() == int(m.text.size()), "%s: length %d", what, b.length());
     FUZZ_CHECK(std::memcmp(p, m.text.data(), m.text.size()) == 0, "%s: text differs", what);
     FUZZ_CHECK(p[m.text.size()] == '\0', "%s: no terminator", what);

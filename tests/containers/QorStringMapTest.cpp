@@ -7,9 +7,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <random>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 #include "models/StringMapHash.h"
@@ -66,13 +68,93 @@ TEST(QorStringMapHash, MatchesTheModelForAnyBytesAndLength)
     }
 }
 
-TEST(QorStringMapBucket, TextLookupStopsAtTheFirstNul)
+// Random adds, lookups and removals in both key forms against a list of
+// (key bytes, value): a text lookup compares with strcmp, so it stops at a
+// key's first NUL; a buffer lookup needs the same length and bytes; both
+// find the first match in list order, and removals take that one.
+TEST(QorStringMapBucket, MatchesAListModelInBothKeyForms)
 {
+    std::mt19937 rng(21);
     QorStringMap::Bucket bucket(eQorAllocNone);
-    CStringBuffer withNul = buffer("a\0b"s), plain("a");  // named: a temporary converts to text
-    bucket.add(withNul, nullptr);
-    EXPECT_EQ(bucket.get("a"), bucket.get(0));
-    EXPECT_EQ(bucket.get(plain), nullptr);
+    std::vector<std::pair<std::string, void*>> model;
+    auto randomKey = [&rng] {
+        static const std::string alphabet = "ab\0"s;
+        std::string key(rng() % 4, 'a');
+        for (char& c : key) {
+            c = alphabet[rng() % alphabet.size()];
+        }
+        return key;
+    };
+    auto byText = [&model](std::string const& text) {
+        for (std::size_t i = 0; i < model.size(); ++i) {
+            if (std::strcmp(model[i].first.c_str(), text.c_str()) == 0) {
+                return static_cast<int>(i);
+            }
+        }
+        return -1;
+    };
+    auto byBytes = [&model](std::string const& bytes) {
+        for (std::size_t i = 0; i < model.size(); ++i) {
+            if (model[i].first == bytes) {
+                return static_cast<int>(i);
+            }
+        }
+        return -1;
+    };
+    for (long step = 1; step <= 4000; ++step) {
+        std::string key = randomKey();
+        CStringBuffer source = buffer(key);
+        const int n = static_cast<int>(model.size());
+        int found = -1;
+        const unsigned op = rng() % 8;
+        switch (op) {
+            case 0:
+                bucket.add(key.c_str(), V(step));
+                model.emplace_back(key.c_str(), V(step));
+                break;
+            case 1:
+                bucket.add(source, V(step));
+                model.emplace_back(key, V(step));
+                break;
+            case 2:
+                found = byText(key);
+                ASSERT_EQ(bucket.get(key.c_str()), bucket.get(found)) << "get(text), step " << step;
+                break;
+            case 3:
+                found = byBytes(key);
+                ASSERT_EQ(bucket.get(source), bucket.get(found)) << "get(buffer), step " << step;
+                break;
+            case 4:
+                found = byText(key);
+                bucket.remove(key.c_str());
+                break;
+            case 5:
+                found = byBytes(key);
+                bucket.remove(source);
+                break;
+            case 6:
+                found = n > 0 ? static_cast<int>(rng() % static_cast<unsigned>(n)) : -1;
+                bucket.remove(bucket.get(found));
+                break;
+            default:
+                found = static_cast<int>(rng() % static_cast<unsigned>(n + 2)) - 1;
+                bucket.remove(found);
+                found = found < n ? found : -1;
+                break;
+        }
+        if (op >= 4 && found >= 0) {  // the removals
+            model.erase(model.begin() + found);
+        }
+        ASSERT_EQ(bucket.count(), static_cast<int>(model.size())) << "step " << step;
+        if (!model.empty()) {
+            const int i = static_cast<int>(rng() % model.size());
+            MapItem* item = bucket.get(i);
+            ASSERT_EQ(std::string(item->key.getBufferPointer(), std::size_t(item->key.length())),
+                      model[std::size_t(i)].first)
+                << "key at " << i << ", step " << step;
+            ASSERT_EQ(item->value, model[std::size_t(i)].second) << "value at " << i;
+        }
+    }
 }
 
 TEST(QorStringMapBucket, NullArgumentsAndBadPositionsChangeNothing)
@@ -173,6 +255,65 @@ TEST(QorStringMapGrowth, DestroysABucketOfADerivedType)
     }
 }
 
+// An item of a derived type that counts its destructions.
+struct CountingItem : MapItem {
+    using MapItem::MapItem;
+    ~CountingItem() override
+    {
+        ++destroyed;
+    }
+    static int destroyed;
+};
+int CountingItem::destroyed = 0;
+
+// A map whose subclass reaches into its slots and its mode.
+struct ReachingMap : QorStringMap {
+    using QorStringMap::QorStringMap;
+    Bucket* bucketOfKey(char const* key)
+    {
+        return buckets[hash(key, -1) % bucketCount];
+    }
+    void setMode(EQorAllocMode mode)
+    {
+        allocMode = mode;
+    }
+};
+
+// Growth reproduces re-insertion: an item of a derived type is replaced by a
+// plain copy (and destroyed), and every bucket and item gets the map's mode
+// as it is now, reused buckets included.
+TEST(QorStringMapGrowth, CopiesDerivedItemsAndHandsOutTheMapsMode)
+{
+    CountingItem::destroyed = 0;
+    ReachingMap map(eQorAllocNone);
+    for (int i = 0; i < 40; ++i) {
+        map.insert(std::to_string(i).c_str(), std::malloc(1));  // freed by the map's new mode
+    }
+    QorStringMap::Bucket* bucket = map.bucketOfKey("7");
+    MapItem* plain = bucket->get("7");
+    void* seven = plain->value;
+    for (int j = 0; j < bucket->count(); ++j) {
+        if (bucket->get(j) == plain) {
+            bucket->items.remove(j);  // forgotten by the bucket, destroyed here
+        }
+    }
+    delete plain;
+    bucket->add(new CountingItem("7", seven));
+    map.setMode(eQorAllocFree);
+    map.resize(500);
+    EXPECT_EQ(CountingItem::destroyed, 1) << "the derived item is replaced";
+    EXPECT_EQ(map.get("7"), seven);
+    QorPtrList* list = map.allocList();
+    for (int i = 0; i < list->size(); ++i) {
+        MapItem* item = static_cast<MapItem*>(list->get(i));
+        EXPECT_STREQ(typeid(*item).name(), typeid(MapItem).name()) << "item " << i;
+        EXPECT_EQ(item->deallocate, eQorAllocFree) << "item " << i;
+        EXPECT_EQ(map.bucketOfKey(item->key.getBufferPointer())->deallocate, eQorAllocFree)
+            << "bucket of item " << i;
+    }
+    delete list;
+}
+
 // A map made with 8 * n slots, or given them by reserve(n) after some
 // inserts, never grows while it holds at most n items, however often items
 // come and go and however the keys fall: distinct random keys, keys that
@@ -229,10 +370,16 @@ TEST(QorStringMapReserve, LeavesALargeEnoughTableAlone)
 
 TEST(QorStringMapReserve, GivesAMapWithoutTableOne)
 {
-    QorStringMap map(eQorAllocNone);
-    map.clear(false);
-    map.reserve(1000);
-    EXPECT_EQ(map.size(), 8000);
+    const struct {
+        int items;
+        int slots;
+    } cases[] = {{1, 32}, {1000, 8000}};  // never fewer than 32 slots
+    for (const auto& c : cases) {
+        QorStringMap map(eQorAllocNone);
+        map.clear(false);
+        map.reserve(c.items);
+        EXPECT_EQ(map.size(), c.slots) << "reserve(" << c.items << ")";
+    }
 }
 
 }  // namespace

@@ -47,14 +47,29 @@ TEST(Stacks, PtrStackMatchesVector)
     runAgainstVector<CPtrStack, void*>(8, [](int i) { return reinterpret_cast<void*>(i * 8L); });
 }
 
+// The slot array as a subclass sees it.
+struct InspectedList : QorPtrList {
+    int slots() const
+    {
+        return capacity;
+    }
+    void* slot(int i) const
+    {
+        return elements[i];
+    }
+};
+
 // Appends, inserts and removes at random indexes, also out of range, against
 // std::vector: an insert below 0 goes to the front, beyond the end to the
 // back; a removal out of range does nothing; reads out of range give NULL.
+// The slot array grows as documented (a full append adds 11 slots, an insert
+// keeps 10 spare) and a removal clears the slot it frees.
 TEST(QorPtrListRandomized, MatchesVector)
 {
     std::mt19937 rng(12345);
-    QorPtrList list;
+    InspectedList list;
     std::vector<void*> model;
+    int capacity = 0;
     for (long step = 1; step <= 20000; ++step) {
         const int n = static_cast<int>(model.size());
         const int index = static_cast<int>(rng() % static_cast<unsigned>(n + 5)) - 2;
@@ -63,15 +78,19 @@ TEST(QorPtrListRandomized, MatchesVector)
         if (op == 0) {
             list.append(value);
             model.push_back(value);
+            capacity = n + 1 > capacity ? n + 11 : capacity;
         } else if (op == 1) {
             list.insert(index, value);
             model.insert(model.begin() + std::clamp(index, 0, n), value);
+            capacity = std::max(capacity, n + 10);
         } else {
             list.remove(index);
             if (index >= 0 && index < n) {
                 model.erase(model.begin() + index);
+                ASSERT_EQ(list.slot(n - 1), nullptr) << "freed slot, step " << step;
             }
         }
+        ASSERT_EQ(list.slots(), capacity) << "step " << step;
         ASSERT_EQ(list.size(), static_cast<int>(model.size())) << "step " << step;
         const bool inRange = index >= 0 && index < list.size();
         ASSERT_EQ(list.get(index), inRange ? model[static_cast<std::size_t>(index)] : nullptr)

@@ -151,9 +151,20 @@ TEST_F(LoggerRecord, RecordsReadLabelSourceLineAndMessage)
         "[  ERROR] parser: #120 unexpected token\n[WARNING] #-3 w\n[   INFO] net: connected\n");
 }
 
+// Leaves non-zero bytes where the frames of the next calls will be, so that
+// a message area left unwritten shows as garbage rather than as "".
+__attribute__((noinline)) void paintStack()
+{
+    volatile char area[32768];
+    for (char volatile& c : area) {
+        c = 'x';
+    }
+}
+
 TEST_F(LoggerRecord, NullFormatOrTextGivesAnEmptyMessage)
 {
     char const* noFormat = nullptr;
+    paintStack();
     log.Error("e", 1, noFormat, 0);
     log.PrintLog(IQorLogger::eLogError, "p", 0, nullptr);
     EXPECT_EQ(written(), "[  ERROR] e: #1 \n[  ERROR] p: \n");
@@ -217,12 +228,32 @@ TEST_F(LoggerFiles, CompleteFileNamesTheFileAndReturnsTheExtension)
     EXPECT_STREQ(ext, "log") << "an empty extension";
     EXPECT_TRUE(log.CompleteFile(&dir[0], "pid", nullptr, "w", false, true));
     EXPECT_TRUE(std::filesystem::exists(dir + "pid-" + std::to_string(getpid()) + ".log"));
+    std::strcpy(ext, "x");
+    EXPECT_TRUE(log.CompleteFile(&dir[0], "one", ext, "w", false, false));
+    EXPECT_TRUE(std::filesystem::exists(dir + "one.x")) << "a one-letter extension";
     std::strcpy(ext, "abcdefghijklmnopqrs");  // 19 characters
     EXPECT_TRUE(log.CompleteFile(&dir[0], "long", ext, "w", false, false));
     EXPECT_STREQ(ext, "abcdefghijklmno") << "cut to 15 characters";
     log.ToggleDateUsage(false);
     log.Information("app", "here");
     EXPECT_EQ(contents(dir + "long.abcdefghijklmno"), "[   INFO] app: here\n");
+}
+
+// A file the logger opens is its own to close, even after a borrowed stream.
+TEST_F(LoggerFiles, FileOpenedByPathIsClosedWithTheLogger)
+{
+    auto openDescriptors = [] {
+        const std::filesystem::directory_iterator fds("/proc/self/fd");
+        return std::distance(begin(fds), end(fds));
+    };
+    const auto before = openDescriptors();
+    {
+        QorFileLogger borrowing;
+        borrowing.SetLogLevel(IQorLogger::eLogError);
+        borrowing.SetFile(stderr, false);
+        ASSERT_TRUE(borrowing.SetFile((dir + "a.log").c_str(), "w"));
+    }
+    EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST_F(LoggerFiles, FailedOpenClosesTheFormerFileAndDropsRecords)

@@ -78,6 +78,29 @@ TEST(StringBufferBlocks, GrowthKeepsTheBlockZeroPastTheText)
     }
 }
 
+// Blocks of every growth step, odd ones included, hold bufSize bytes: the
+// text, its terminator and zeros up to the end (read in full, so that ASan
+// sees a block smaller than its bufSize).
+TEST(StringBufferBlocks, EveryStepGivesBlocksOfTheirFullSize)
+{
+    struct Exposed : CStringBuffer {
+        using CStringBuffer::CStringBuffer;
+        int nonZeroPastText() const
+        {
+            return static_cast<int>(bufSize - len - std::count(buffer + len, buffer + bufSize, 0));
+        }
+    };
+    for (int step = 1; step <= 9; ++step) {
+        for (int length = 0; length <= 24; ++length) {
+            Exposed b(step);
+            const std::string expected = std::string(static_cast<size_t>(length), 'x') + "y";
+            b.set(expected.c_str(), length).append("y", 1);
+            EXPECT_EQ(text(b), expected) << "step " << step << ", length " << length;
+            EXPECT_EQ(b.nonZeroPastText(), 0) << "step " << step << ", length " << length;
+        }
+    }
+}
+
 TEST(StringBufferAttach, NullClearsAndKeepsTheStorage)
 {
     CStringBuffer b("abc");
