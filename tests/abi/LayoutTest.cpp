@@ -162,6 +162,7 @@ TEST(AbiFields, ContainerFieldsFollowTheGrowthSteps)
     EXPECT_EQ(list.fields(), (Numbers{11, 1, true})) << "first append: 11 slots";
     for (int i = 0; i < 10; ++i)
         list.append(&value);
+    EXPECT_EQ(list.fields(), (Numbers{11, 11, true})) << "eleven appends fill the 11 slots";
     list.insert(0, &value);
     EXPECT_EQ(list.fields(), (Numbers{21, 12, true})) << "insert into a full list: count + 10";
 
