@@ -4,6 +4,7 @@
 // Every insertion into a node builds fresh arrays (QorMemAlloc) and installs
 // them; keys are never shifted in place. Key slots move with their summaries
 // (NodeKeyBlock.h).
+#include <algorithm>
 #include <cstring>
 
 #include "btree/BPlusKey.h"
@@ -177,7 +178,7 @@ bool BPlusNode::InsertIndex(BPlusKey* key, BPlusNode* right)
         return false;
     }
     const int m = m_nMaxPointers;
-    const int keyCount = m_nKeyCount < m - 1 ? m_nKeyCount : m - 1;
+    const int keyCount = std::min(m_nKeyCount, m - 1);
     const Summary summary = KeySummary::of(key);
     KeyBlock old = Slots::keys(this);
     const int position = old.locate(keyCount, key, summary);
@@ -263,8 +264,8 @@ BPlusNode* BPlusNode::Split(BPlusKey* key, BPlusNode* right, BPlusKey** upKey)
     sibling->SetLeafNode(m_bLeaf);
 
     // Merge into M key slots and M+1 pointer slots.
-    const int keyCount = m_nKeyCount < m - 1 ? m_nKeyCount : m - 1;
-    const int pointerCount = m_nPointerCount < m ? m_nPointerCount : m;
+    const int keyCount = std::min(m_nKeyCount, m - 1);
+    const int pointerCount = std::min(m_nPointerCount, m);
     const Summary summary = KeySummary::of(key);
     KeyBlock own = Slots::keys(this);
     const int position = own.locate(keyCount, key, summary);

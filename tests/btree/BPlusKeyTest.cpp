@@ -18,6 +18,14 @@ namespace {
 using Type = BPlusKey::EBPlusKeyType;
 constexpr Type kUnknownType = static_cast<Type>(9);  // a type the library does not know
 
+// ctest runs each test in a process of its own, so this one sees the
+// process-wide settings as the library starts them.
+TEST(KeyNormalizer, NoneAndDataZeroAtStart)
+{
+    EXPECT_EQ(BPlusKey::m_normalizer, nullptr);
+    EXPECT_EQ(BPlusKey::m_nNormalizeData, 0);
+}
+
 TEST(KeyConstruction, EmptyKeyOfEveryType)
 {
     for (int type : {0, 1, 2, 3, 9}) {
@@ -208,6 +216,8 @@ TEST_F(NormalizedKeys, CopyLeavesWithItsText)
     BPlusKey::SetNormalizer(identity, 0);
     Key copied = text("abc"), reset = text("abcd");
     Key(I(9))->CopyTo(*copied);
+    int length = -1;
+    EXPECT_EQ(copied->GetCharValue(&length), nullptr) << "CopyTo from an integer key";
     EXPECT_EQ((*copied).*NormalizedFields::kCopy, nullptr) << "CopyTo from an integer key";
     EXPECT_EQ((*copied).*NormalizedFields::kLength, 0) << "CopyTo from an integer key";
     BPlusKey::SetNormalizer(nullptr, 0);
@@ -340,6 +350,12 @@ TEST(CompositeParts, RefusesNegativeSlotsAndPartsItHolds)
     EXPECT_EQ(printed(*k), "<0,,3>");
 }
 
+TEST(CompositePartsDeathTest, SlotBeyondThe32BitRangeEndsTheProcess)
+{
+    Composite k(BPlusCompositeKey::New(I(0), nullptr));
+    EXPECT_DEATH(k->SetKeyPart(INT_MAX, I(1)), "zarncrt: size beyond the 32-bit range");
+}
+
 TEST(CompositeCopy, CloneKeepsAbsentSlotsAndNullFlagButNoName)
 {
     Composite source(BPlusCompositeKey::New(I(1), nullptr));
@@ -395,7 +411,9 @@ TEST(CompositeData, HolderReplacesPlainDataAndKeepsItsSize)
     k->SetData(2, &late);  // the holder was made with two slots
     k->SetData(-1, &late);
     EXPECT_EQ(k->GetData(2), nullptr);
-    k->SetData(0, new CountingData(true));
+    IBPlusData* const first = new CountingData(true);
+    k->SetData(0, first);
+    EXPECT_EQ(k->GetData(0), first);
     k.reset();  // the holder releases each slot by its answer
     EXPECT_EQ(CountingData::deleted, 2);
     EXPECT_EQ(kept.asked, 1);

@@ -248,6 +248,7 @@ TEST(BPlusNodeInvalid, NodeWithMBelowThreeFindsStoresRemovesAndLoadsNothing)
     EXPECT_EQ(invalid.FindNode(probe.get()), nullptr);
     EXPECT_EQ(invalid.Search(probe.get()), nullptr);
     EXPECT_EQ(invalid.Search(probe.get(), &path), nullptr);
+    EXPECT_EQ(invalid.GetFirstLeaf(), nullptr);
     EXPECT_EQ(printed(&invalid).substr(22), "|--------------\n");
     EXPECT_FALSE(invalid.VerifyTree(problems));
     EXPECT_STREQ(std::strchr(problems.getBufferPointer(), ':') + 2, "not a valid node\n");
@@ -315,6 +316,33 @@ TEST(BPlusNodeMisuse, SplitRefusesASiblingOfSmallerCapacity)
 
 // A hand-made open-form node whose last child is missing has no place for
 // keys above its bound: the descent ends (it must not loop) with NULL.
+// Only a hand-made tree has an empty leaf beside full ones; the cursor walks
+// past it from either end.
+TEST(BPlusNodeMisuse, CursorSkipsEmptyLeavesAtTheEnds)
+{
+    BPlusNode* root = grow({1});
+    BPlusNode* const full = root->GetFirstLeaf();
+    BPlusNode* const empty = root->New();
+    empty->SetLeafNode(true);
+    BPlusNode* const first = std::exchange(at(root, &Fields::m_pPointers, 0), empty);
+    empty->*Fields::kNextLeaf = full;
+    BPlusCursor fromFirst(root);
+    EXPECT_TRUE(fromFirst.First()) << "an empty first leaf";
+    EXPECT_EQ(fromFirst.Key(), full->GetKey(0)) << "an empty first leaf";
+    at(root, &Fields::m_pPointers, 0) = first;
+    delete empty;
+
+    Key five(I(5));
+    BPlusNode* const last = root->New();
+    last->SetLeafNode(true);
+    ASSERT_TRUE(root->InsertIndex(five.get(), last));  // I[1](L[1], L[])
+    last->*Fields::kPrevLeaf = full;                   // linked back only
+    BPlusCursor fromLast(root);
+    EXPECT_TRUE(fromLast.Last()) << "an empty last leaf";
+    EXPECT_EQ(fromLast.Key(), full->GetKey(0)) << "an empty last leaf";
+    BPlusNode::DeleteTree(root);
+}
+
 TEST(BPlusNodeMisuse, MissingLastChildEndsTheDescent)
 {
     BPlusNode* root = grow({1});
@@ -375,6 +403,8 @@ TEST(BPlusNodeMisuse, WaysThatEndWithoutANode)
     leaf.SetLeafNode(true);
     Key probe(I(4));
     EXPECT_EQ(leaf.FindNode(probe.get()), nullptr) << "FindNode from a leaf";
+    EXPECT_FALSE(leaf.InsertIndex(probe.get(), &empty)) << "InsertIndex on a leaf";
+    EXPECT_EQ(leaf.GetKeyCount(), 0) << "InsertIndex on a leaf";
 }
 
 // The printed form of a tree holding the key 1.
@@ -442,7 +472,7 @@ TEST(BPlusNodeRemove, AbsentOrNullKeyChangesNothing)
 }
 
 // Unsorted loads are refused in the tree fuzzer.
-TEST(BPlusNodeBulk, RefusesDuplicateNullAndNegativeLoads)
+TEST(BPlusNodeBulk, RefusesDuplicateNullNegativeAndLeafLoads)
 {
     BPlusNode* root = new BPlusNode();
     Key a(I(1)), b(I(1));
@@ -451,6 +481,11 @@ TEST(BPlusNodeBulk, RefusesDuplicateNullAndNegativeLoads)
     EXPECT_EQ(root->BuildFromSorted(twice, 2), root) << "duplicate";
     EXPECT_EQ(root->BuildFromSorted(withNull, 2), root) << "NULL key";
     EXPECT_EQ(root->BuildFromSorted(twice, -1), root) << "negative count";
+    BPlusNode leaf;
+    leaf.SetLeafNode(true);
+    EXPECT_EQ(leaf.BuildFromSorted(twice, 1), &leaf) << "a leaf";
+    EXPECT_EQ(leaf.GetKeyCount(), 0) << "a leaf";
+    EXPECT_EQ(leaf.*Fields::kPointerCount, 0) << "a leaf";
     EXPECT_EQ(shape(root), "I[]") << "refused loads took nothing";
     BPlusNode::DeleteTree(root);
 }
