@@ -343,6 +343,47 @@ TEST(BPlusNodeMisuse, CursorSkipsEmptyLeavesAtTheEnds)
     BPlusNode::DeleteTree(root);
 }
 
+// A hand-made tree with an index node in bounded form below the root,
+// I[5](I[2](L[1, 2]), I[](L[6, 7])): a key beyond that node's last bound
+// but below the root's next one goes on with the root's next child.
+TEST(BPlusNodeMisuse, DescentGoesOnPastABoundedNodeBelowTheRoot)
+{
+    BPlusNode* root = new BPlusNode();
+    BPlusNode* const low = root->New();
+    BPlusNode* const high = root->New();
+    BPlusNode* const lowLeaf = root->New();
+    BPlusNode* const highLeaf = root->New();
+    lowLeaf->SetLeafNode(true);
+    highLeaf->SetLeafNode(true);
+    for (BPlusKey* key : {I(1), I(2)}) {
+        ASSERT_TRUE(lowLeaf->InsertLeaf(key));
+    }
+    for (BPlusKey* key : {I(6), I(7)}) {
+        ASSERT_TRUE(highLeaf->InsertLeaf(key));
+    }
+    lowLeaf->*Fields::kNextLeaf = highLeaf;
+    highLeaf->*Fields::kPrevLeaf = lowLeaf;
+    // Index keys set by hand: their key blocks keep no summaries, so the
+    // descent compares the keys themselves.
+    at(low, &Fields::m_pKeys, 0) = I(2);  // bounded: one key, one child
+    at(low, &Fields::m_pPointers, 0) = lowLeaf;
+    low->*Fields::kKeyCount = 1;
+    low->*Fields::kPointerCount = 1;
+    at(high, &Fields::m_pPointers, 0) = highLeaf;  // open: no key, one child
+    high->*Fields::kPointerCount = 1;
+    at(root, &Fields::m_pKeys, 0) = I(5);
+    at(root, &Fields::m_pPointers, 0) = low;
+    at(root, &Fields::m_pPointers, 1) = high;
+    root->*Fields::kKeyCount = 1;
+    root->*Fields::kPointerCount = 2;
+    ASSERT_EQ(shape(root), "I[5](I[2](L[1, 2]), I[](L[6, 7]))");
+
+    Key three(I(3)), six(I(6));
+    EXPECT_EQ(root->Search(three.get(), nullptr), highLeaf) << "3 lies beyond I[2]";
+    EXPECT_EQ(root->Search(six.get()), highLeaf->GetKey(0));
+    BPlusNode::DeleteTree(root);
+}
+
 TEST(BPlusNodeMisuse, MissingLastChildEndsTheDescent)
 {
     BPlusNode* root = grow({1});

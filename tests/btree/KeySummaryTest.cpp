@@ -198,6 +198,23 @@ TEST(KeySummary, AgreesWithCompareOnHostileKeys)
     }
 }
 
+// A block's kind keeps the type of every part that any of its keys has, so
+// that a probe with another type there is refused.
+TEST(KeySummary, CombinedKindKeepsEveryPartType)
+{
+    Key missingFirst(compositeOf({nullptr, I(7)}));
+    Key bothInts(BPlusCompositeKey::New(I(1), I(7), nullptr));
+    Key numberFirst(BPlusCompositeKey::New(BPlusKey::NewNumberKey(2.0), I(7), nullptr));
+    const zarn::SummaryKind a = KeySummary::of(missingFirst.get()).kind;
+    const zarn::SummaryKind b = KeySummary::of(bothInts.get()).kind;
+    const zarn::SummaryKind c = KeySummary::of(numberFirst.get()).kind;
+    EXPECT_EQ(KeySummary::combine(a, b), b) << "a missing part takes the other's type";
+    EXPECT_EQ(KeySummary::combine(b, a), b) << "in either order";
+    EXPECT_EQ(KeySummary::combine(zarn::kSummaryNone, a), a) << "an empty block";
+    EXPECT_EQ(KeySummary::combine(b, c), zarn::kSummaryMixed) << "int and number parts";
+    EXPECT_FALSE(KeySummary::usable(KeySummary::combine(a, b), c)) << "a number probe";
+}
+
 // Keys whose order no summary may stand for.
 TEST(KeySummary, KeysWithoutASummary)
 {
