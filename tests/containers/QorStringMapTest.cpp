@@ -53,6 +53,7 @@ TEST(QorStringMapHash, NullKeyHashesAsTheEmptyKey)
     QorStringMap map(eQorAllocNone);
     EXPECT_EQ(map.hash(nullptr, -1), 5772137) << "measured";
     EXPECT_EQ(map.hash(nullptr, 5), 5772137) << "counted";
+    EXPECT_EQ(map.hash("abc", 0), 5772137) << "a count of 0 hashes no bytes";
 }
 
 TEST(QorStringMapHash, MatchesTheModelForAnyBytesAndLength)
@@ -373,7 +374,7 @@ TEST(QorStringMapReserve, GivesAMapWithoutTableOne)
     const struct {
         int items;
         int slots;
-    } cases[] = {{1, 32}, {1000, 8000}};  // never fewer than 32 slots
+    } cases[] = {{0, 0}, {1, 32}, {1000, 8000}};  // never fewer than 32 slots
     for (const auto& c : cases) {
         QorStringMap map(eQorAllocNone);
         map.clear(false);

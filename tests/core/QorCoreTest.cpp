@@ -57,8 +57,13 @@ TEST(CoreMemory, ZeroSizesAndNullBlocks)
     EXPECT_STREQ(text, "abc") << "QorMemCopy with a count of 0";
 }
 
-TEST(CoreMutex, NullMutexFails)
+TEST(CoreMutex, LockAndUnlockGiveZeroAndNullMutexFails)
 {
+    void* mutex = QorCreateMutex();
+    ASSERT_NE(mutex, nullptr);
+    EXPECT_EQ(QorLockMutex(mutex, 1), 0);
+    EXPECT_EQ(QorUnlockMutex(mutex), 0);
+    QorDestroyMutex(mutex);
     EXPECT_EQ(QorLockMutex(nullptr, 1), -1);
     EXPECT_EQ(QorUnlockMutex(nullptr), -1);
     QorDestroyMutex(nullptr);  // ignored: a dereference would end the test

@@ -239,7 +239,8 @@ TEST_F(LoggerFiles, CompleteFileNamesTheFileAndReturnsTheExtension)
     EXPECT_EQ(contents(dir + "long.abcdefghijklmno"), "[   INFO] app: here\n");
 }
 
-// A file the logger opens is its own to close, even after a borrowed stream.
+// A file the logger opens is its own to close, even after a borrowed stream:
+// when the next one opens, and with the logger.
 TEST_F(LoggerFiles, FileOpenedByPathIsClosedWithTheLogger)
 {
     auto openDescriptors = [] {
@@ -252,8 +253,10 @@ TEST_F(LoggerFiles, FileOpenedByPathIsClosedWithTheLogger)
         borrowing.SetLogLevel(IQorLogger::eLogError);
         borrowing.SetFile(stderr, false);
         ASSERT_TRUE(borrowing.SetFile((dir + "a.log").c_str(), "w"));
+        ASSERT_TRUE(borrowing.SetFile((dir + "b.log").c_str(), "w"));
+        EXPECT_EQ(openDescriptors(), before + 1) << "a.log is closed when b.log opens";
     }
-    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_EQ(openDescriptors(), before) << "b.log is closed with the logger";
 }
 
 TEST_F(LoggerFiles, FailedOpenClosesTheFormerFileAndDropsRecords)
