@@ -512,6 +512,22 @@ TEST(BPlusNodeRemove, AbsentOrNullKeyChangesNothing)
     BPlusNode::DeleteTree(root);
 }
 
+// Adds beyond the bounds of a root that has not split give leaves of one
+// key, below half full at M = 8: a legal state that the removal of a key
+// that is not there must leave as it is.
+TEST(BPlusNodeRemove, AbsentKeyLeavesUnderfullLeavesAlone)
+{
+    BPlusNode* root = treemodel::newRoot(8);
+    for (int k : {1, 2, 3}) {
+        root = root->Add(I(k), false);
+    }
+    const std::string before = shape(root);
+    Key absent(I(0));
+    EXPECT_EQ(root->Remove(absent.get(), nullptr), root);
+    EXPECT_EQ(shape(root), before);
+    BPlusNode::DeleteTree(root);
+}
+
 // Unsorted loads are refused in the tree fuzzer.
 TEST(BPlusNodeBulk, RefusesDuplicateNullNegativeAndLeafLoads)
 {
