@@ -1,0 +1,140 @@
+// Poisoned blocks in a bounded first-in, first-out queue, with an index by
+// address so that a library call can ask whether its object was destroyed.
+#include "core/Quarantine.h"
+
+#include "core/MisuseReport.h"
+
+#include <cstring>
+#include <deque>
+#include <mutex>
+#include <unordered_map>
+
+namespace zarn {
+namespace misuse {
+namespace {
+
+struct Entry {
+    void* block;
+    std::size_t bytes;  // poisoned bytes: the ones checked on the way out
+    Release release;
+    const char* kind;
+    const char* call;
+    const void* owner;
+};
+
+class Quarantine {
+public:
+    void add(const Entry& entry)
+    {
+        std::unique_lock<std::mutex> guard(lock);
+        if (closed) {
+            guard.unlock();
+            entry.release(entry.block);
+            return;
+        }
+        queue.push_back(entry);
+        byAddress[entry.block] += 1;
+        heldBytes += entry.bytes;
+        while (heldBytes > kMaxBytes || queue.size() > kMaxBlocks) {
+            Entry oldest = queue.front();
+            forget(oldest);
+            guard.unlock();
+            checkAndRelease(oldest);
+            guard.lock();
+            if (queue.empty()) {
+                break;
+            }
+        }
+    }
+
+    bool holds(const void* block)
+    {
+        std::lock_guard<std::mutex> guard(lock);
+        return byAddress.count(block) != 0;
+    }
+
+    // Everything out, checked. With `close`, later blocks are freed at once
+    // (the process is exiting; the summary comes next).
+    void drain(bool close)
+    {
+        std::deque<Entry> all;
+        {
+            std::lock_guard<std::mutex> guard(lock);
+            all.swap(queue);
+            byAddress.clear();
+            heldBytes = 0;
+            closed = closed || close;
+        }
+        for (const Entry& entry : all) {
+            checkAndRelease(entry);
+        }
+    }
+
+private:
+    void forget(const Entry& entry)
+    {
+        queue.pop_front();
+        heldBytes -= entry.bytes;
+        auto found = byAddress.find(entry.block);
+        if (found != byAddress.end() && --found->second == 0) {
+            byAddress.erase(found);
+        }
+    }
+
+    static void checkAndRelease(const Entry& entry)
+    {
+        const auto* bytes = static_cast<const unsigned char*>(entry.block);
+        for (std::size_t i = 0; i < entry.bytes; ++i) {
+            if (bytes[i] != kPoison) {
+                report("write through a stale pointer",
+                       "%s %p (%zu bytes, released by %s on %p) changed at offset %zu", entry.kind,
+                       entry.block, entry.bytes, entry.call, entry.owner, i);
+                break;
+            }
+        }
+        entry.release(entry.block);
+    }
+
+    std::mutex lock;
+    std::deque<Entry> queue;
+    std::unordered_map<const void*, int> byAddress;
+    std::size_t heldBytes = 0;
+    bool closed = false;
+};
+
+// Never destroyed: objects of the application may release blocks while
+// static objects are destroyed at exit; those go straight to their release.
+Quarantine& theQuarantine()
+{
+    static Quarantine* quarantine = [] {
+        atExit([] { theQuarantine().drain(true); });
+        return new Quarantine;
+    }();
+    return *quarantine;
+}
+
+}  // namespace
+
+void quarantine(void* block, std::size_t bytes, Release release, const char* kind, const char* call,
+                const void* owner)
+{
+    if (block == nullptr) {
+        return;
+    }
+    const std::size_t poisoned = bytes <= kMaxBytes ? bytes : kMaxBytes / 4;
+    std::memset(block, kPoison, poisoned);
+    theQuarantine().add(Entry{block, poisoned, release, kind, call, owner});
+}
+
+bool isQuarantined(const void* block)
+{
+    return block != nullptr && theQuarantine().holds(block);
+}
+
+void drainQuarantine()
+{
+    theQuarantine().drain(false);
+}
+
+}  // namespace misuse
+}  // namespace zarn

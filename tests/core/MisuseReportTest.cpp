@@ -1,0 +1,89 @@
+// The checked build's report and quarantine, tested on their own copy
+// (compiled into this program): the line, abort or go on, the summary at
+// exit, and the poison that finds a write through a stale pointer.
+#include "core/MisuseReport.h"
+#include "core/Quarantine.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+using zarn::misuse::drainQuarantine;
+using zarn::misuse::isQuarantined;
+using zarn::misuse::kPoison;
+using zarn::misuse::quarantine;
+using zarn::misuse::report;
+
+void* newBlock(std::size_t bytes)
+{
+    return std::malloc(bytes);
+}
+
+TEST(MisuseReportDeathTest, ReportWritesTheLineAndAborts)
+{
+    EXPECT_DEATH(report("key deleted while a tree holds it", "~BPlusKey() on key %p", nullptr),
+                 "^zarncrt checked: key deleted while a tree holds it: ~BPlusKey\\(\\) on key");
+}
+
+TEST(MisuseReportDeathTest, ReportModeGoesOnAndCountsAtExit)
+{
+    EXPECT_EXIT(
+        {
+            setenv("ZARNCRT_CHECKED", "report", 1);
+            report("first", "call %d", 1);
+            report("second", "call %d", 2);
+            std::exit(zarn::misuse::reportedCount() == 2 ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "zarncrt checked: 2 misuses reported by ");
+}
+
+TEST(QuarantineTest, BlocksArePoisonedAndKnownUntilDrained)
+{
+    auto* block = static_cast<unsigned char*>(newBlock(32));
+    quarantine(block, 32, std::free, "test block", "QuarantineTest", nullptr);
+    EXPECT_TRUE(isQuarantined(block)) << "a block just quarantined";
+    EXPECT_EQ(block[0], kPoison) << "first byte";
+    EXPECT_EQ(block[31], kPoison) << "last byte";
+    drainQuarantine();
+    EXPECT_FALSE(isQuarantined(block)) << "a drained block";
+}
+
+TEST(QuarantineDeathTest, AWriteIntoAQuarantinedBlockIsReportedWhenItLeaves)
+{
+    EXPECT_DEATH(
+        {
+            auto* block = static_cast<char*>(newBlock(16));
+            quarantine(block, 16, std::free, "test block", "QuarantineTest", block);
+            block[5] = 'x';
+            drainQuarantine();
+        },
+        "zarncrt checked: write through a stale pointer: test block .* changed at offset 5");
+}
+
+TEST(QuarantineDeathTest, AWriteIsReportedAtExitAtTheLatest)
+{
+    EXPECT_EXIT(
+        {
+            auto* block = static_cast<char*>(newBlock(16));
+            quarantine(block, 16, std::free, "test block", "QuarantineTest", block);
+            block[0] = 'x';
+            std::exit(0);
+        },
+        testing::KilledBySignal(SIGABRT), "changed at offset 0");
+}
+
+TEST(QuarantineTest, TheOldestBlocksLeaveOnceTheBoundIsReached)
+{
+    auto* first = newBlock(64);
+    quarantine(first, 64, std::free, "test block", "QuarantineTest", nullptr);
+    for (std::size_t i = 0; i < zarn::misuse::kMaxBlocks; ++i) {
+        quarantine(newBlock(8), 8, std::free, "test block", "QuarantineTest", nullptr);
+    }
+    EXPECT_FALSE(isQuarantined(first)) << "after kMaxBlocks younger blocks";
+    drainQuarantine();
+}
+
+}  // namespace
