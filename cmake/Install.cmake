@@ -4,9 +4,16 @@ include(CMakePackageConfigHelpers)
 
 set(ZARNCRT_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/zarncrt_core++)
 
+# The checked libraries go to a directory of their own, where an unchanged
+# application finds them through LD_LIBRARY_PATH instead of the normal ones.
+set(ZARNCRT_LIBRARY_DIR ${CMAKE_INSTALL_LIBDIR})
+if(ZARNCRT_CHECKED)
+  set(ZARNCRT_LIBRARY_DIR ${CMAKE_INSTALL_LIBDIR}/zarncrt-checked)
+endif()
+
 install(TARGETS zarncrt_core zarncrt_core++
   EXPORT zarncrt_coreTargets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+  LIBRARY DESTINATION ${ZARNCRT_LIBRARY_DIR} COMPONENT runtime NAMELINK_COMPONENT development
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zarncrt_core++)
