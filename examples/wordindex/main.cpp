@@ -4,11 +4,15 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -63,11 +67,153 @@ std::string firstOccurrence(const WordData& data, const std::vector<InputFile>& 
 {
     std::string where = "line " + std::to_string(data.firstLine);
     if (named) {
-        const std::string& name = inputs[static_cast<size_t>(data.fileIndex)].name;
-        where += " of " + (name == "-" ? std::string("standard input") : name);
+        where += " of " + inputLabel(inputs[static_cast<size_t>(data.fileIndex)].name, false);
     }
     return where;
 }
+
+// "1 word", "2 words".
+std::string counted(long number, const char* noun)
+{
+    return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
+}
+
+// The code point of the well-formed UTF-8 sequence at text, and its length
+// in *length; 0 in *length when none starts there (a byte that belongs to
+// no well-formed character).
+std::uint32_t decode(const unsigned char* text, int* length)
+{
+    const unsigned char c = text[0];
+    unsigned char low = 0x80, high = 0xBF;  // the range of the second byte
+    std::uint32_t point = 0;
+    *length = 0;
+    if (c < 0x80) {
+        *length = 1;
+        return c;
+    } else if (c >= 0xC2 && c <= 0xDF) {
+        *length = 2;
+        point = c & 0x1Fu;
+    } else if (c >= 0xE0 && c <= 0xEF) {
+        *length = 3;
+        point = c & 0x0Fu;
+        low = c == 0xE0 ? 0xA0 : 0x80;   // no overlong forms
+        high = c == 0xED ? 0x9F : 0xBF;  // no surrogates
+    } else if (c >= 0xF0 && c <= 0xF4) {
+        *length = 4;
+        point = c & 0x07u;
+        low = c == 0xF0 ? 0x90 : 0x80;
+        high = c == 0xF4 ? 0x8F : 0xBF;  // nothing beyond U+10FFFF
+    } else {
+        return 0;
+    }
+    for (int i = 1; i < *length; ++i) {
+        if (text[i] < (i == 1 ? low : 0x80) || text[i] > (i == 1 ? high : 0xBF)) {
+            *length = 0;
+            return 0;
+        }
+        point = point << 6 | (text[i] & 0x3Fu);
+    }
+    return point;
+}
+
+// Columns a terminal gives the character: 0 for combining marks and
+// zero-width characters, 2 for East Asian wide and fullwidth ones (the
+// common blocks: Hangul, CJK, kana, fullwidth forms, emoji), 1 otherwise.
+int columnsOf(std::uint32_t c)
+{
+    struct Range {
+        std::uint32_t first, last;
+    };
+    static const Range zero[] = {
+        {0x0300, 0x036F}, {0x0483, 0x0489}, {0x0591, 0x05BD}, {0x0610, 0x061A}, {0x064B, 0x065F},
+        {0x1AB0, 0x1AFF}, {0x1DC0, 0x1DFF}, {0x200B, 0x200F}, {0x202A, 0x202E}, {0x2060, 0x2064},
+        {0x20D0, 0x20FF}, {0xFE00, 0xFE0F}, {0xFE20, 0xFE2F}, {0xFEFF, 0xFEFF}};
+    static const Range wide[] = {{0x1100, 0x115F},   {0x2E80, 0x303E},   {0x3041, 0x33FF},
+                                 {0x3400, 0x4DBF},   {0x4E00, 0x9FFF},   {0xA000, 0xA4CF},
+                                 {0xAC00, 0xD7A3},   {0xF900, 0xFAFF},   {0xFE30, 0xFE4F},
+                                 {0xFF00, 0xFF60},   {0xFFE0, 0xFFE6},   {0x1F300, 0x1F64F},
+                                 {0x1F900, 0x1F9FF}, {0x20000, 0x2FFFD}, {0x30000, 0x3FFFD}};
+    for (const Range& r : zero) {
+        if (c >= r.first && c <= r.last) {
+            return 0;
+        }
+    }
+    for (const Range& r : wide) {
+        if (c >= r.first && c <= r.last) {
+            return 2;
+        }
+    }
+    return 1;
+}
+
+// The columns word takes on a terminal: the width of each UTF-8 character,
+// and one for each byte that belongs to no well-formed character (shown as a
+// replacement character).
+int columns(const char* word)
+{
+    const auto* text = reinterpret_cast<const unsigned char*>(word);
+    int width = 0;
+    while (*text != 0) {
+        int length = 0;
+        const std::uint32_t point = decode(text, &length);
+        if (length == 0) {
+            ++width;
+            ++text;
+        } else {
+            width += columnsOf(point);
+            text += length;
+        }
+    }
+    return width;
+}
+
+// word, then spaces up to width columns (as "%-*s" does for ASCII).
+std::string padded(const char* word, int width)
+{
+    std::string text = word;
+    const int used = columns(word);
+    if (used < width) {
+        text.append(static_cast<std::size_t>(width - used), ' ');
+    }
+    return text;
+}
+
+// A QorFileLogger that notices when the records of a --log file cannot be
+// written (a full disk, /dev/full) and says so once on standard error: the
+// records are lost from then on, and the exit status tells. Records on
+// standard error are not checked (there is nowhere left to say it).
+class CheckedLogger : public QorFileLogger {
+public:
+    // name: the --log file; empty for standard error.
+    explicit CheckedLogger(std::string name) : name(std::move(name)) {}
+
+    void PrintLog(tagELogLevel level, char const* source, int line, char const* text) override
+    {
+        errno = 0;
+        QorFileLogger::PrintLog(level, source, line, text);
+        const int writeErrno = errno;
+        if (name.empty()) {
+            return;
+        }
+        Lock();
+        const bool bad = stream != nullptr && std::ferror(stream) != 0;
+        Unlock();
+        if (bad && !failed.exchange(true)) {
+            std::fprintf(stderr, "wordindex: cannot write log file '%s': %s\n", name.c_str(),
+                         std::strerror(writeErrno != 0 ? writeErrno : EIO));
+        }
+    }
+
+    // A record could not be written.
+    bool writeFailed() const
+    {
+        return failed.load();
+    }
+
+private:
+    std::string name;
+    std::atomic<bool> failed{false};
+};
 
 // Standard output is the program's result: a failed write or close is an
 // error of its own (exit 1) whatever else happened.
@@ -90,28 +236,8 @@ long peakKilobytes()
     return usage.ru_maxrss;
 }
 
-}  // namespace
-
-int main(int argc, char** argv)
+int run(const Options& options)
 {
-    Options options;
-    std::string error;
-    if (!parseOptions(argc, argv, options, error)) {
-        std::fprintf(stderr, "wordindex: %s\n%s", error.c_str(), usageText());
-        return 2;
-    }
-    if (options.help) {
-        std::fputs(usageText(), stdout);
-        return finishOutput(0);
-    }
-    if (options.version) {
-        std::puts(kVersion);
-        return finishOutput(0);
-    }
-    if (options.printSample) {
-        std::fputs(kSampleText, stdout);
-        return finishOutput(0);
-    }
     // A tree whose nodes hold fewer than 3 pointers stores nothing: refuse it
     // here rather than index into it.
     if (!BPlusNode(options.blockSize, options.keySize, 1.0f).IsValid()) {
@@ -122,7 +248,7 @@ int main(int argc, char** argv)
         return 2;
     }
 
-    QorFileLogger logger;
+    CheckedLogger logger(options.logFile);
     logger.SetLogLevel(options.logLevel);
     logger.ToggleDateUsage(options.logDate);
     if (options.logFile.empty()) {
@@ -146,82 +272,105 @@ int main(int argc, char** argv)
     int status = 0;
     {
         const double start = nowSeconds();
-        CountingPool pool(options.threads > 0 ? options.threads : defaultThreads());
+        const int wantedThreads = options.threads > 0 ? options.threads : defaultThreads();
+        CountingPool pool(wantedThreads);
         InputReader reader(pool, readBlockBytes(), isatty(fileno(stderr)) != 0);
+        // The record of an input comes once it is read and counted, before
+        // the next input is read; waiting for its count costs a little
+        // overlap, so only when the record is written.
+        const bool logInputs = options.logLevel >= IQorLogger::eLogInformation;
+        auto inputRead = [&]() {
+            const InputFile& input = reader.files().back();
+            if (!input.readable) {
+                if (!options.logFile.empty()) {  // on stderr the message is already there
+                    logger.Error("input", 0, "cannot read %s",
+                                 inputLabel(input.name, true).c_str());
+                }
+                return;
+            }
+            if (!logInputs) {
+                return;
+            }
+            pool.drain();
+            long inputLines = input.bytes > 0 && !input.endsInNewline;
+            long inputWords = 0;
+            for (std::uint32_t c = input.firstChunk; c < input.endChunk; ++c) {
+                inputLines += reader.chunks()[c].newlines;
+                inputWords += reader.chunks()[c].words;
+            }
+            logger.Information("input", "read %s: %s, %s",
+                               options.inputs.empty() ? "the built-in sample"
+                                                      : inputLabel(input.name, false).c_str(),
+                               counted(inputLines, "line").c_str(),
+                               counted(inputWords, "word").c_str());
+        };
         if (options.inputs.empty()) {
             reader.readText(kSampleText, "the built-in sample");
+            inputRead();
         }
         for (const std::string& name : options.inputs) {
             if (!reader.readFile(name)) {
                 status = 1;
             }
+            inputRead();
         }
-        WordTable counted = pool.finish();
+        WordTable table = pool.finish();
         const double countedAt = nowSeconds();
+        if (pool.threadsRefused() > 0) {
+            const int started = wantedThreads - pool.threadsRefused();
+            logger.Warning("threads", 0,
+                           "the system refused a thread: counted with %s instead of up to %d",
+                           started == 0 ? "the main thread" : counted(started, "worker").c_str(),
+                           wantedThreads);
+        }
 
         const std::vector<InputFile>& inputs = reader.files();
         const std::deque<ChunkCount>& chunks = reader.chunks();
         long lines = 0, words = 0;
         size_t indexed = 0;
-        std::vector<long> inputLines(inputs.size()), inputWords(inputs.size());
-        for (size_t i = 0; i < inputs.size(); ++i) {
-            const InputFile& input = inputs[i];
+        for (const InputFile& input : inputs) {
             for (std::uint32_t c = input.firstChunk; c < input.endChunk; ++c) {
-                inputLines[i] += chunks[c].newlines;
-                inputWords[i] += chunks[c].words;
+                lines += chunks[c].newlines;
+                words += chunks[c].words;
             }
-            inputLines[i] += input.bytes > 0 && !input.endsInNewline;
-            lines += inputLines[i];
-            words += inputWords[i];
+            lines += input.bytes > 0 && !input.endsInNewline;
             indexed += input.readable;
         }
         const bool named = indexed > 1;
 
         WordIndex index(options.blockSize, options.keySize, logger);
-        index.build(std::move(counted), inputs, chunks, [&](int i) {
-            const InputFile& input = inputs[static_cast<size_t>(i)];
-            if (!input.readable) {
-                if (!options.logFile.empty()) {  // on stderr the message is already there
-                    logger.Error("input", 0, "cannot read %s", input.name.c_str());
-                }
-            } else if (options.inputs.empty()) {
-                logger.Information("input", "read the built-in sample: %ld lines, %ld words",
-                                   inputLines[static_cast<size_t>(i)],
-                                   inputWords[static_cast<size_t>(i)]);
-            } else {
-                logger.Information("input", "read %s: %ld lines, %ld words",
-                                   input.name == "-" ? "standard input" : input.name.c_str(),
-                                   inputLines[static_cast<size_t>(i)],
-                                   inputWords[static_cast<size_t>(i)]);
-            }
-        });
+        index.build(std::move(table), inputs, chunks);
         if (options.minCount > 1) {
             index.removeRarerThan(options.minCount);
         }
         if (options.stats) {
             const double end = nowSeconds();
-            const int threads = options.threads > 0 ? options.threads : defaultThreads();
+            const int threads = pool.countingThreads();
             std::fprintf(stderr,
                          "wordindex: stats: reading %.3f s, tokenizing %.3f s (summed over %d "
                          "thread%s), indexing %.3f s, total %.3f s\n"
-                         "wordindex: stats: %ld words, %.0f words/s, peak memory (RSS) %.1f MB\n",
+                         "wordindex: stats: %s, %.0f words/s, peak memory (RSS) %.1f MB\n",
                          reader.readingSeconds(), pool.countingSeconds(), threads,
-                         threads == 1 ? "" : "s", end - countedAt, end - start, words,
-                         end > start ? words / (end - start) : 0.0, peakKilobytes() / 1024.0);
+                         threads == 1 ? "" : "s", end - countedAt, end - start,
+                         counted(words, "word").c_str(), end > start ? words / (end - start) : 0.0,
+                         peakKilobytes() / 1024.0);
         }
 
-        std::printf("Indexed %zu input%s: %ld lines, %ld words, %ld distinct words.\n", indexed,
-                    indexed == 1 ? "" : "s", lines, words, index.distinctWords());
+        // What is left: with --min-count the removed words no longer count.
+        std::printf("Indexed %s: %s, %s, %s.\n",
+                    counted(static_cast<long>(indexed), "input").c_str(),
+                    counted(lines, "line").c_str(), counted(index.occurrences(), "word").c_str(),
+                    counted(index.distinctWords(), "distinct word").c_str());
         const long leaves = index.leafCount();
-        std::printf("B+ tree: height %d, %ld %s, node capacity M = %d, %ld bytes of key text.\n",
+        std::printf("B+ tree: height %d, %ld %s, node capacity M = %d, %s of key text.\n",
                     index.treeHeight(), leaves, leaves == 1 ? "leaf" : "leaves",
-                    index.nodeCapacity(), index.keyTextBytes());
+                    index.nodeCapacity(), counted(index.keyTextBytes(), "byte").c_str());
 
         if (options.top > 0 && index.distinctWords() > 0) {
-            std::printf("\nTop %d words:\n", options.top);
+            std::printf("\nTop %s:\n", counted(options.top, "word").c_str());
             int rank = 0;
             index.forEachTop(options.top, [&](const char* word, WordData& data) {
-                std::printf("%4d. %-20s %ld\n", ++rank, word, data.count);
+                std::printf("%4d. %s %ld\n", ++rank, padded(word, 20).c_str(), data.count);
             });
         }
         if (!options.find.empty()) {
@@ -240,7 +389,7 @@ int main(int argc, char** argv)
             std::printf("\nWords starting with \"%s\":\n", prefix.c_str());
             long listed = 0;
             index.forEachWithPrefix(prefix.c_str(), [&](const char* word, WordData& data) {
-                std::printf("  %-20s %ld\n", word, data.count);
+                std::printf("  %s %ld\n", padded(word, 20).c_str(), data.count);
                 ++listed;
             });
             if (listed == 0)
@@ -250,11 +399,11 @@ int main(int argc, char** argv)
             std::printf("\nWords from \"%s\" to \"%s\":\n", range.first.c_str(),
                         range.second.c_str());
             long listed = 0;
-            index.forEachInRange(range.first.c_str(), range.second.c_str(),
-                                 [&](const char* word, WordData& data) {
-                                     std::printf("  %-20s %ld\n", word, data.count);
-                                     ++listed;
-                                 });
+            index.forEachInRange(
+                range.first.c_str(), range.second.c_str(), [&](const char* word, WordData& data) {
+                    std::printf("  %s %ld\n", padded(word, 20).c_str(), data.count);
+                    ++listed;
+                });
             if (listed == 0)
                 std::printf("  (none)\n");
         }
@@ -264,5 +413,46 @@ int main(int argc, char** argv)
             index.printTree(stdout);
         }
     }
-    return finishOutput(status);
+    if (logger.writeFailed() && status == 0) {
+        status = 1;
+    }
+    return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    // No exception may end the program without a word: memory that runs out
+    // (std::bad_alloc) or anything else becomes a message and exit status 1.
+    try {
+        Options options;
+        std::string error;
+        if (!parseOptions(argc, argv, options, error)) {
+            std::fprintf(stderr, "wordindex: %s\n%s", error.c_str(), usageText());
+            return 2;
+        }
+        if (options.help) {
+            std::fputs(usageText(), stdout);
+            return finishOutput(0);
+        }
+        if (options.version) {
+            std::puts(kVersion);
+            return finishOutput(0);
+        }
+        if (options.printSample) {
+            std::fputs(kSampleText, stdout);
+            return finishOutput(0);
+        }
+        const int status = run(options);
+        return status == 2 ? status : finishOutput(status);
+    } catch (const std::bad_alloc&) {
+        std::fprintf(stderr, "wordindex: out of memory\n");
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "wordindex: %s\n", e.what());
+    } catch (...) {
+        std::fprintf(stderr, "wordindex: unexpected error\n");
+    }
+    std::fflush(stdout);
+    return 1;
 }
