@@ -83,7 +83,8 @@ declare -A contents=(
     [zarncrt-tools]="usr/bin/wordindex usr/share/man/man1/wordindex.1.gz
         usr/share/doc/zarncrt-tools/copyright"
     [libzarncrt-core++-doc]="$html/index.html $html/classBPlusKey.html $html/classQorFileLogger.html
-        $html/QorCore_8h.html usr/share/doc/libzarncrt-core++-doc/copyright"
+        $html/QorCore_8h.html usr/share/doc/libzarncrt-core++-doc/copyright
+        usr/share/doc-base/libzarncrt-core++-doc"
 )
 
 declare -A deb_of
