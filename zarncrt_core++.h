@@ -1,7 +1,8 @@
-// Umbrella header of libzarncrt_core++: includes every public header. Each
-// of them states at its top who owns what, which operations invalidate
-// pointers, what is not O(1) and how far its classes may be shared between
-// threads.
+/// \file
+/// Umbrella header of libzarncrt_core++: includes every public header. Each
+/// of them states at its top who owns what, which operations invalidate
+/// pointers, what is not O(1) and how far its classes may be shared between
+/// threads.
 #ifndef ZARNCRT_CORE_PLUS_PLUS_H
 #define ZARNCRT_CORE_PLUS_PLUS_H
 

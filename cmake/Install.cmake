@@ -34,11 +34,25 @@ install(FILES
   ${PROJECT_BINARY_DIR}/zarncrt_core++ConfigVersion.cmake
   DESTINATION ${ZARNCRT_CMAKE_DIR})
 
-# The .pc files find the prefix relative to their own directory, however deep
-# the library directory is (lib, lib64, lib/x86_64-linux-gnu).
-file(RELATIVE_PATH ZARNCRT_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-string(REGEX REPLACE "/$" "" ZARNCRT_PC_TO_PREFIX "${ZARNCRT_PC_TO_PREFIX}")
+# The .pc files name the prefix they are installed under as a plain absolute
+# path (prefix=/usr in the packages), so that pkg-config prints clean flags
+# such as -I/usr/include/zarncrt_core++. The prefix is the one of the install
+# itself, not of the configure step: `cmake --install <dir> --prefix <p>`
+# writes <p>. cpack installs into a staging directory under the packages'
+# prefix, which packaging/CPackProjectConfig.cmake hands over in the
+# environment variable ZARNCRT_PACKAGING_PREFIX. A tree moved after it was
+# installed is found with `pkg-config --define-prefix` (lib/pkgconfig layout).
+file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/pkgconfig)
+set(ZARNCRT_PC_PREFIX "@ZARNCRT_PC_PREFIX@")  # kept for the install step
 foreach(pc zarncrt_core zarncrt_core++)
-  configure_file(${PROJECT_SOURCE_DIR}/cmake/${pc}.pc.in ${PROJECT_BINARY_DIR}/${pc}.pc @ONLY)
-  install(FILES ${PROJECT_BINARY_DIR}/${pc}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${pc}.pc.in ${PROJECT_BINARY_DIR}/pkgconfig/${pc}.pc.in @ONLY)
+  install(CODE "
+    if(DEFINED ENV{ZARNCRT_PACKAGING_PREFIX})
+      set(ZARNCRT_PC_PREFIX \"\$ENV{ZARNCRT_PACKAGING_PREFIX}\")
+    else()
+      set(ZARNCRT_PC_PREFIX \"\${CMAKE_INSTALL_PREFIX}\")
+    endif()
+    configure_file(\"${PROJECT_BINARY_DIR}/pkgconfig/${pc}.pc.in\"
+                   \"${PROJECT_BINARY_DIR}/pkgconfig/${pc}.pc\" @ONLY)")
+  install(FILES ${PROJECT_BINARY_DIR}/pkgconfig/${pc}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endforeach()

@@ -1,12 +1,22 @@
-# Debian packages made by CPack from the install rules:
+# Debian packages made by CPack from the install rules, one per install
+# component:
 #   libzarncrt-core++2     both shared libraries (component "runtime")
 #   libzarncrt-core++-dev  headers, .so links, pkg-config files, CMake package
 #                          (component "development", the default below)
 #   zarncrt-tools          wordindex and its manual page (component "tools")
+#   libzarncrt-core++-doc  the HTML API reference, Architecture all (component
+#                          "doc"; built when ZARNCRT_BUILD_DOCS is on, which
+#                          it is by default in /usr builds with doxygen)
 # Configure with -DCMAKE_INSTALL_PREFIX=/usr so that GNUInstallDirs picks the
 # multiarch library directory, then `cmake --build <dir> --target package`.
 # Included before the subdirectories so that their install rules without a
 # COMPONENT argument (the headers) land in the -dev package.
+#
+# Adding a package: name it in ZARNCRT_DEB_<COMPONENT> and append its
+# component to ZARNCRT_DEB_COMPONENTS below (that gives it the copyright
+# file, the changelog and its lintian overrides, packaging/lintian/<name>),
+# set its CPACK_DEBIAN_<COMPONENT>_* block at the end, and add it to the
+# package table of scripts/check-packages.sh.
 
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 
@@ -19,6 +29,12 @@ endif()
 set(ZARNCRT_DEB_RUNTIME libzarncrt-core++${PROJECT_VERSION_MAJOR})
 set(ZARNCRT_DEB_DEVELOPMENT libzarncrt-core++-dev)
 set(ZARNCRT_DEB_TOOLS zarncrt-tools)
+set(ZARNCRT_DEB_DOC libzarncrt-core++-doc)
+# The components packaged, in the order of the table above.
+set(ZARNCRT_DEB_COMPONENTS runtime development tools)
+if(ZARNCRT_BUILD_DOCS)
+  list(APPEND ZARNCRT_DEB_COMPONENTS doc)
+endif()
 
 # Every package carries its copyright notice and changelog; these files belong
 # only to packages, not to a plain `cmake --install`.
@@ -29,7 +45,7 @@ add_custom_command(OUTPUT ${ZARNCRT_DEB_CHANGELOG}
   DEPENDS ${PROJECT_SOURCE_DIR}/packaging/changelog
   COMMENT "Compressing the package changelog")
 add_custom_target(zarncrt_deb_changelog ALL DEPENDS ${ZARNCRT_DEB_CHANGELOG})
-foreach(component runtime development tools)
+foreach(component ${ZARNCRT_DEB_COMPONENTS})
   string(TOUPPER ${component} upper)
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/copyright ${ZARNCRT_DEB_CHANGELOG}
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/${ZARNCRT_DEB_${upper}}
@@ -49,7 +65,7 @@ set(CPACK_PACKAGE_CONTACT "zarncrt_core++ developers <zarncrt-core@lists.invalid
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
-set(CPACK_COMPONENTS_ALL runtime development tools)
+set(CPACK_COMPONENTS_ALL ${ZARNCRT_DEB_COMPONENTS})
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_VERSION ${PROJECT_VERSION})
@@ -86,6 +102,9 @@ string(CONCAT CPACK_DEBIAN_RUNTIME_DESCRIPTION
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${ZARNCRT_DEB_DEVELOPMENT})
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${ZARNCRT_DEB_RUNTIME} (= ${PROJECT_VERSION})")
+if(ZARNCRT_BUILD_DOCS)
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS ${ZARNCRT_DEB_DOC})
+endif()
 string(CONCAT CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
   "C++ B+ tree index, text buffer, containers and logger - development files\n"
   "${ZARNCRT_DEB_ABOUT}\n"
@@ -100,6 +119,16 @@ string(CONCAT CPACK_DEBIAN_TOOLS_DESCRIPTION
   "wordindex indexes the words of text files in a B+ tree and prints a summary,\n"
   "the most frequent words, exact and prefix searches and ranges of words.")
 
+# Pages only: one package serves every architecture.
+set(CPACK_DEBIAN_DOC_PACKAGE_NAME ${ZARNCRT_DEB_DOC})
+set(CPACK_DEBIAN_DOC_PACKAGE_SECTION doc)
+set(CPACK_DEBIAN_DOC_PACKAGE_ARCHITECTURE all)
+string(CONCAT CPACK_DEBIAN_DOC_DESCRIPTION
+  "C++ B+ tree index, text buffer, containers and logger - API reference\n"
+  "${ZARNCRT_DEB_ABOUT}\n"
+  "This package contains the API reference in HTML, made with Doxygen from the\n"
+  "headers of ${ZARNCRT_DEB_DEVELOPMENT}, in\n"
+  "/usr/share/doc/${ZARNCRT_DEB_DOC}/html/index.html.")
 
 # Packages made from a build configured for another prefix would put the
 # libraries outside the multiarch directory: cpack refuses such a tree.

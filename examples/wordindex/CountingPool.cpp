@@ -1,6 +1,7 @@
 #include "CountingPool.h"
 
 #include <chrono>
+#include <exception>
 #include <utility>
 
 namespace wordindex {
@@ -16,29 +17,54 @@ double nowSeconds()
 }  // namespace
 
 CountingPool::CountingPool(int threadCount)
-    : maxWaiting(static_cast<std::size_t>(threadCount < 1 ? 1 : threadCount))
+    : wanted(threadCount < 1 ? 1 : threadCount), canStart(threadCount > 1)
 {
-    const int count = threadCount < 1 ? 1 : threadCount;
-    for (int i = 0; i < count; ++i) {
-        workers.push_back(std::unique_ptr<Worker>(new Worker()));
-    }
-    if (count > 1) {
-        for (auto& worker : workers) {
-            Worker* w = worker.get();
-            threads.emplace_back([this, w] { run(*w); });
-        }
-    }
 }
 
 CountingPool::~CountingPool()
 {
+    abandon();
+}
+
+void CountingPool::abandon()
+{
     {
         std::lock_guard<std::mutex> guard(lock);
         stopping = true;
+        waiting.clear();  // never counted: whoever waits for them has given up
     }
     changed.notify_all();
     for (std::thread& t : threads) {
-        t.join();
+        if (t.joinable()) {
+            t.join();
+        }
+    }
+}
+
+void CountingPool::startWorker()
+{
+    workers.push_back(std::unique_ptr<Worker>(new Worker()));
+    Worker* w = workers.back().get();
+    try {
+        threads.emplace_back([this, w] { run(*w); });
+    } catch (const std::exception&) {
+        // The system would not start another thread (std::system_error):
+        // go on with those there are, or count in the caller.
+        workers.pop_back();
+        refused = wanted - static_cast<int>(threads.size());
+        canStart = false;
+    }
+}
+
+void CountingPool::rethrowFailure()
+{
+    std::exception_ptr error;
+    {
+        std::lock_guard<std::mutex> guard(lock);
+        error = failure;
+    }
+    if (error) {
+        std::rethrow_exception(error);
     }
 }
 
@@ -67,30 +93,72 @@ void CountingPool::submit(std::vector<char>&& bytes, std::size_t size, std::uint
                           ChunkCount* result)
 {
     Job job{std::move(bytes), size, chunk, result};
+    // One more worker per chunk until there are as many as asked for.
+    if (canStart && static_cast<int>(threads.size()) < wanted) {
+        startWorker();
+    }
     if (threads.empty()) {
+        if (workers.empty()) {
+            workers.push_back(std::unique_ptr<Worker>(new Worker()));
+        }
         count(*workers.front(), job);
         return;
     }
+    // As many chunks may wait as there are workers, so that memory stays
+    // bounded by what the workers can take.
     std::unique_lock<std::mutex> guard(lock);
-    changed.wait(guard, [this] { return waiting.size() < maxWaiting; });
+    changed.wait(guard, [this] { return waiting.size() < threads.size() || failure; });
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
     waiting.push_back(std::move(job));
     guard.unlock();
     changed.notify_all();
 }
 
+void CountingPool::drain()
+{
+    std::unique_lock<std::mutex> guard(lock);
+    changed.wait(guard, [this] { return (waiting.empty() && counting == 0) || failure; });
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
+}
+
 void CountingPool::run(Worker& worker)
 {
     for (;;) {
-        std::unique_lock<std::mutex> guard(lock);
-        changed.wait(guard, [this] { return stopping || !waiting.empty(); });
-        if (waiting.empty()) {
-            return;  // stopping, and nothing left to count
+        Job job{};
+        {
+            std::unique_lock<std::mutex> guard(lock);
+            changed.wait(guard, [this] { return stopping || !waiting.empty(); });
+            if (waiting.empty()) {
+                return;  // stopping, and nothing left to count
+            }
+            job = std::move(waiting.front());
+            waiting.pop_front();
+            ++counting;
         }
-        Job job = std::move(waiting.front());
-        waiting.pop_front();
-        guard.unlock();
         changed.notify_all();
-        count(worker, job);
+        // An exception must not leave the thread (that would terminate the
+        // process): it stops this worker and is rethrown to the caller.
+        std::exception_ptr error;
+        try {
+            count(worker, job);
+        } catch (...) {
+            error = std::current_exception();
+        }
+        {
+            std::lock_guard<std::mutex> guard(lock);
+            --counting;
+            if (error && !failure) {
+                failure = error;
+            }
+        }
+        changed.notify_all();
+        if (error) {
+            return;
+        }
     }
 }
 
@@ -104,8 +172,11 @@ WordTable CountingPool::finish()
     for (std::thread& t : threads) {
         t.join();
     }
-    threads.clear();
     spare.clear();
+    rethrowFailure();
+    if (workers.empty()) {
+        return WordTable();
+    }
     WordTable all = std::move(workers.front()->table);
     for (std::size_t i = 1; i < workers.size(); ++i) {
         all.merge(workers[i]->table);

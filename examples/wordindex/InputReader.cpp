@@ -28,6 +28,19 @@ double nowSeconds()
 
 }  // namespace
 
+std::string inputLabel(const std::string& name, bool quoted)
+{
+    if (name == "-") {
+        return "standard input";
+    }
+    return quoted ? "'" + name + "'" : name;
+}
+
+InputReader::~InputReader()
+{
+    pool.abandon();
+}
+
 InputReader::InputReader(CountingPool& pool, std::size_t blockBytes, bool showProgress)
     : pool(pool), blockBytes(blockBytes < 1 ? 1 : blockBytes), showProgress(showProgress)
 {
@@ -61,8 +74,9 @@ bool InputReader::readFile(const std::string& name)
     const bool isStdin = name == "-";
     const int fd = isStdin ? STDIN_FILENO : open(name.c_str(), O_RDONLY);
     if (fd < 0) {
-        std::fprintf(stderr, "wordindex: cannot read '%s': %s\n", name.c_str(),
-                     std::strerror(errno));
+        const int openErrno = errno;
+        std::fprintf(stderr, "wordindex: cannot read %s: %s\n", inputLabel(name, true).c_str(),
+                     std::strerror(openErrno));
         input.readable = false;
         return false;
     }
@@ -125,7 +139,7 @@ bool InputReader::readFile(const std::string& name)
         close(fd);
     }
     if (readErrno != 0) {
-        std::fprintf(stderr, "wordindex: cannot read '%s': %s\n", name.c_str(),
+        std::fprintf(stderr, "wordindex: cannot read %s: %s\n", inputLabel(name, true).c_str(),
                      std::strerror(readErrno));
         input.readable = false;
         return false;

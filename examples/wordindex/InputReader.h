@@ -24,10 +24,19 @@ struct InputFile {
     bool endsInNewline = false;  // the last byte read was a line end
 };
 
+// How messages name an input: "standard input" for "-", else the name in
+// single quotes when quoted is true (error messages), bare otherwise.
+std::string inputLabel(const std::string& name, bool quoted);
+
 class InputReader {
 public:
     // blockBytes: how much to read at a time (tests use tiny blocks).
     InputReader(CountingPool& pool, std::size_t blockBytes, bool showProgress);
+    // Abandons the chunks the pool has not counted yet: their results would
+    // go to this reader's chunk list.
+    ~InputReader();
+    InputReader(InputReader const&) = delete;
+    InputReader& operator=(InputReader const&) = delete;
 
     // Reads one file ("-": standard input) into the pool. Returns false, with
     // a message on stderr naming the file and the reason, when it cannot be

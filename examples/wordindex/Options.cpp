@@ -1,22 +1,64 @@
 #include "Options.h"
 
-#include <cerrno>
 #include <climits>
-#include <cstdlib>
+#include <string>
 
 namespace wordindex {
 
 namespace {
 
-bool parseInt(const char* text, int minimum, int& value)
+// Reads an optional '-' and then decimal digits, nothing else (no blanks, no
+// '+'), and checks the bounds (minimum >= 0). The error names the bound that
+// was missed.
+bool parseInt(const std::string& option, const char* text, long minimum, long maximum, int& value,
+              std::string& error)
 {
-    char* end = nullptr;
-    errno = 0;
-    const long parsed = std::strtol(text, &end, 10);
-    if (errno != 0 || end == text || *end != '\0' || parsed < minimum || parsed > INT_MAX) {
+    const char* digits = text[0] == '-' ? text + 1 : text;
+    bool valid = *digits != '\0';
+    long magnitude = 0;
+    bool huge = false;
+    for (const char* c = digits; valid && *c != '\0'; ++c) {
+        if (*c < '0' || *c > '9') {
+            valid = false;
+        } else if (!huge) {
+            magnitude = magnitude * 10 + (*c - '0');
+            huge = magnitude > INT_MAX;  // also keeps the product far from LONG_MAX
+        }
+    }
+    if (!valid) {
+        error = option + ": not a valid number: '" + text + "'";
         return false;
     }
-    value = static_cast<int>(parsed);
+    const bool negative = digits != text && magnitude != 0;  // below every bound ("-0" is 0)
+    if (negative) {
+        error = option + ": " + text + " is too small (at least " + std::to_string(minimum) + ")";
+        return false;
+    }
+    if (huge || magnitude > maximum) {
+        error = option + ": " + text + " is too large (at most " + std::to_string(maximum) + ")";
+        return false;
+    }
+    if (magnitude < minimum) {
+        error = option + ": " + text + " is too small (at least " + std::to_string(minimum) + ")";
+        return false;
+    }
+    value = static_cast<int>(magnitude);
+    return true;
+}
+
+// Splits "FROM..TO" at its one "..". Words never contain '.', so the form
+// cannot be mistaken for a file name or a word.
+bool parseRange(const std::string& text, std::pair<std::string, std::string>& range,
+                std::string& error)
+{
+    const std::size_t dots = text.find("..");
+    if (dots == std::string::npos || dots == 0 || dots + 2 == text.size() ||
+        text.find("..", dots + 1) != std::string::npos) {
+        error = "--range: expected FROM..TO (for instance --range a..c), not '" + text + "'";
+        return false;
+    }
+    range.first = text.substr(0, dots);
+    range.second = text.substr(dots + 2);
     return true;
 }
 
@@ -45,15 +87,16 @@ const char* usageText()
            "  --find WORD         exact search: count and first occurrence of WORD; one word per\n"
            "                      --find, repeat the option for more words\n"
            "  --prefix P          list the words starting with P (may be repeated)\n"
-           "  --range FROM TO     list, in order, the words from FROM up to TO (both included,\n"
-           "                      compared case-insensitively like all words) with their counts\n"
+           "  --range FROM..TO    list, in order, the words from FROM up to TO (both included,\n"
+           "                      compared case-insensitively like all words) with their counts;\n"
+           "                      one argument, e.g. --range harbour..mariner (may be repeated)\n"
            "  --min-count N       after indexing, remove every word seen fewer than N times; all\n"
            "                      other answers (summary, --top, --find, --prefix, --range,\n"
            "                      --print-tree) are given on what is left\n"
-           "  --threads N         worker threads for reading/counting (default: the number of\n"
-           "                      online CPUs, at most 8; 1: single-threaded). Output is "
-           "identical\n"
-           "                      for every N.\n"
+           "  --threads N         worker threads for reading/counting, 1 to 256 (default: the\n"
+           "                      number of online CPUs, at most 8; 1: single-threaded); never\n"
+           "                      more than there are blocks to count. Output is identical for\n"
+           "                      every N.\n"
            "  --stats             after indexing, print to standard error the time spent reading,\n"
            "                      tokenizing and indexing, words per second and peak memory (RSS)\n"
            "  --print-tree        print the diagnostic text of the word tree\n"
@@ -79,12 +122,11 @@ const char* usageText()
            ">= 0x80 and is therefore part of words. Words are listed with their ASCII letters in\n"
            "lower case.\n"
            "\n"
-           "Exit status: 0 success; 1 an input could not be read (the others are still indexed) "
-           "or\n"
-           "standard output could not be written/closed (message on standard error); 2 bad "
-           "command\n"
-           "line (including node sizes that give fewer than 3 pointers per node, and a --log file\n"
-           "that cannot be opened, with the reason).\n";
+           "Exit status: 0 success; 1 an input could not be read (the others are still indexed),\n"
+           "standard output or the --log file could not be written/closed, or memory ran out\n"
+           "(message on standard error); 2 bad command line (including numbers out of bounds,\n"
+           "node sizes that give fewer than 3 pointers per node, and a --log file that cannot\n"
+           "be opened, with the reason).\n";
 }
 
 bool parseOptions(int argc, char** argv, Options& options, std::string& error)
@@ -118,9 +160,9 @@ bool parseOptions(int argc, char** argv, Options& options, std::string& error)
                           : arg == "--key-size"   ? &options.keySize
                           : arg == "--min-count"  ? &options.minCount
                                                   : &options.threads;
-            const int minimum = arg == "--top" || arg == "--min-count" ? 0 : 1;
-            if (!parseInt(text, minimum, *target)) {
-                error = arg + ": not a valid number: " + text;
+            const long minimum = arg == "--top" || arg == "--min-count" ? 0 : 1;
+            const long maximum = arg == "--threads" ? kMaxThreads : INT_MAX;
+            if (!parseInt(arg, text, minimum, maximum, *target, error)) {
                 return false;
             }
         } else if (arg == "--find") {
@@ -129,12 +171,13 @@ bool parseOptions(int argc, char** argv, Options& options, std::string& error)
                 return false;
             options.find.push_back(text);
         } else if (arg == "--range") {
-            if (i + 2 >= argc) {
-                error = "--range needs two values";
+            const char* text = value("--range");
+            if (text == nullptr)
                 return false;
-            }
-            options.ranges.emplace_back(argv[i + 1], argv[i + 2]);
-            i += 2;
+            std::pair<std::string, std::string> range;
+            if (!parseRange(text, range, error))
+                return false;
+            options.ranges.push_back(range);
         } else if (arg == "--stats") {
             options.stats = true;
         } else if (arg == "--prefix") {

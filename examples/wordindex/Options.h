@@ -10,11 +10,14 @@
 
 namespace wordindex {
 
+// The most worker threads --threads accepts.
+constexpr int kMaxThreads = 256;
+
 struct Options {
     std::vector<std::string> inputs;                          // files, "-" for standard input
     std::vector<std::string> find;                            // words to look up exactly
     std::vector<std::string> prefixes;                        // prefixes to list the words of
-    std::vector<std::pair<std::string, std::string>> ranges;  // FROM, TO of each --range
+    std::vector<std::pair<std::string, std::string>> ranges;  // FROM, TO of each --range FROM..TO
     int top = 10;
     int minCount = 0;    // words seen fewer times are dropped after indexing
     int threads = 0;     // 0: one per online CPU, at most 8

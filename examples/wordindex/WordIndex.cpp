@@ -116,8 +116,7 @@ void pack(const WordTable& table, const std::vector<InputFile>& inputs,
 }  // namespace
 
 void WordIndex::build(WordTable&& counted, const std::vector<InputFile>& inputs,
-                      const std::deque<ChunkCount>& chunks,
-                      const std::function<void(int)>& inputDone)
+                      const std::deque<ChunkCount>& chunks)
 {
     // The words move to compact pieces in key order and the table goes; each
     // piece goes as soon as its words are keys, so the counts and the keys
@@ -136,6 +135,7 @@ void WordIndex::build(WordTable&& counted, const std::vector<InputFile>& inputs,
             std::memcpy(&word, piece.data() + at, sizeof word);
             keys.push_back(makeKey(piece.data() + at + sizeof word, word));
             keyBytes += word.length;
+            total += word.count;
             at += (sizeof word + word.length + 1 + 7) & ~std::size_t(7);
         }
         pieces.pop_front();
@@ -151,10 +151,8 @@ void WordIndex::build(WordTable&& counted, const std::vector<InputFile>& inputs,
     }
     words = root;
     distinct = static_cast<long>(keys.size());
-    log.Debug("index", "tree of height %d holds %ld distinct words", treeHeight(), distinct);
-    for (int i = 0; i < static_cast<int>(inputs.size()); ++i) {
-        inputDone(i);
-    }
+    log.Debug("index", "tree of height %d holds %ld distinct word%s", treeHeight(), distinct,
+              distinct == 1 ? "" : "s");
 }
 
 WordData* WordIndex::find(char const* word)
@@ -210,17 +208,26 @@ void WordIndex::removeRarerThan(long minCount)
     constexpr std::size_t kBatch = 4096;
     std::vector<BPlusKey*> batch;
     BPlusKey* resumeAt = nullptr;
+    const long distinctBefore = distinct, totalBefore = total;
     for (;;) {
         BPlusCursor cursor(words);
         for (bool on = resumeAt != nullptr ? cursor.Seek(resumeAt) : cursor.First();
              on && batch.size() < kBatch; on = cursor.Next()) {
             if (dataOf(cursor.Key()).count < minCount) {
                 batch.push_back(cursor.Key()->Clone());
+                total -= dataOf(cursor.Key()).count;  // the batch is removed in full below
             }
         }
         delete resumeAt;
         resumeAt = nullptr;
         if (batch.empty()) {
+            const long removed = distinctBefore - distinct;
+            log.Debug("index",
+                      "removed %ld word%s seen fewer than %ld time%s (%ld occurrence%s); %ld "
+                      "distinct word%s left",
+                      removed, removed == 1 ? "" : "s", minCount, minCount == 1 ? "" : "s",
+                      totalBefore - total, totalBefore - total == 1 ? "" : "s", distinct,
+                      distinct == 1 ? "" : "s");
             return;
         }
         for (BPlusKey* probe : batch) {

@@ -44,12 +44,13 @@ public:
     WordIndex(WordIndex const&) = delete;
     WordIndex& operator=(WordIndex const&) = delete;
 
-    // Loads the counted words into the tree. Consumes words. Calls
-    // inputDone(i) for every input, in order, once all words are in.
+    // Loads the counted words into the tree. Consumes words.
     void build(WordTable&& words, const std::vector<InputFile>& inputs,
-               const std::deque<ChunkCount>& chunks, const std::function<void(int)>& inputDone);
+               const std::deque<ChunkCount>& chunks);
 
-    // Takes every word counted fewer than minCount times out of the tree.
+    // Takes every word counted fewer than minCount times out of the tree;
+    // distinctWords(), occurrences() and keyTextBytes() then count what is
+    // left.
     void removeRarerThan(long minCount);
 
     // The data of a word (any case), or NULL when it never occurred.
@@ -74,6 +75,11 @@ public:
     {
         return keyBytes;
     }
+    // The counts of all words in the tree, summed.
+    long occurrences() const
+    {
+        return total;
+    }
     int treeHeight();
     long leafCount();
     int nodeCapacity();
@@ -85,6 +91,7 @@ private:
     BPlusNode* words;  // root of the word tree
     long distinct = 0;
     long keyBytes = 0;
+    long total = 0;
 };
 
 }  // namespace wordindex

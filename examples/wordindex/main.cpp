@@ -6,16 +6,21 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "CountingPool.h"
+#include "DisplayWidth.h"
 #include "InputReader.h"
 #include "Options.h"
+#include "ReportingLogger.h"
 #include "SampleText.h"
 #include "WordIndex.h"
 #include "btree/BPlusNode.h"
@@ -63,10 +68,15 @@ std::string firstOccurrence(const WordData& data, const std::vector<InputFile>& 
 {
     std::string where = "line " + std::to_string(data.firstLine);
     if (named) {
-        const std::string& name = inputs[static_cast<size_t>(data.fileIndex)].name;
-        where += " of " + (name == "-" ? std::string("standard input") : name);
+        where += " of " + inputLabel(inputs[static_cast<size_t>(data.fileIndex)].name, false);
     }
     return where;
+}
+
+// "1 word", "2 words".
+std::string counted(long number, const char* noun)
+{
+    return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
 }
 
 // Standard output is the program's result: a failed write or close is an
@@ -90,28 +100,8 @@ long peakKilobytes()
     return usage.ru_maxrss;
 }
 
-}  // namespace
-
-int main(int argc, char** argv)
+int run(const Options& options)
 {
-    Options options;
-    std::string error;
-    if (!parseOptions(argc, argv, options, error)) {
-        std::fprintf(stderr, "wordindex: %s\n%s", error.c_str(), usageText());
-        return 2;
-    }
-    if (options.help) {
-        std::fputs(usageText(), stdout);
-        return finishOutput(0);
-    }
-    if (options.version) {
-        std::puts(kVersion);
-        return finishOutput(0);
-    }
-    if (options.printSample) {
-        std::fputs(kSampleText, stdout);
-        return finishOutput(0);
-    }
     // A tree whose nodes hold fewer than 3 pointers stores nothing: refuse it
     // here rather than index into it.
     if (!BPlusNode(options.blockSize, options.keySize, 1.0f).IsValid()) {
@@ -122,7 +112,7 @@ int main(int argc, char** argv)
         return 2;
     }
 
-    QorFileLogger logger;
+    ReportingLogger logger(options.logFile);
     logger.SetLogLevel(options.logLevel);
     logger.ToggleDateUsage(options.logDate);
     if (options.logFile.empty()) {
@@ -146,82 +136,105 @@ int main(int argc, char** argv)
     int status = 0;
     {
         const double start = nowSeconds();
-        CountingPool pool(options.threads > 0 ? options.threads : defaultThreads());
+        const int wantedThreads = options.threads > 0 ? options.threads : defaultThreads();
+        CountingPool pool(wantedThreads);
         InputReader reader(pool, readBlockBytes(), isatty(fileno(stderr)) != 0);
+        // The record of an input comes once it is read and counted, before
+        // the next input is read; waiting for its count costs a little
+        // overlap, so only when the record is written.
+        const bool logInputs = options.logLevel >= IQorLogger::eLogInformation;
+        auto inputRead = [&]() {
+            const InputFile& input = reader.files().back();
+            if (!input.readable) {
+                if (!options.logFile.empty()) {  // on stderr the message is already there
+                    logger.Error("input", 0, "cannot read %s",
+                                 inputLabel(input.name, true).c_str());
+                }
+                return;
+            }
+            if (!logInputs) {
+                return;
+            }
+            pool.drain();
+            long inputLines = input.bytes > 0 && !input.endsInNewline;
+            long inputWords = 0;
+            for (std::uint32_t c = input.firstChunk; c < input.endChunk; ++c) {
+                inputLines += reader.chunks()[c].newlines;
+                inputWords += reader.chunks()[c].words;
+            }
+            logger.Information("input", "read %s: %s, %s",
+                               options.inputs.empty() ? "the built-in sample"
+                                                      : inputLabel(input.name, false).c_str(),
+                               counted(inputLines, "line").c_str(),
+                               counted(inputWords, "word").c_str());
+        };
         if (options.inputs.empty()) {
             reader.readText(kSampleText, "the built-in sample");
+            inputRead();
         }
         for (const std::string& name : options.inputs) {
             if (!reader.readFile(name)) {
                 status = 1;
             }
+            inputRead();
         }
-        WordTable counted = pool.finish();
+        WordTable table = pool.finish();
         const double countedAt = nowSeconds();
+        if (pool.threadsRefused() > 0) {
+            const int started = wantedThreads - pool.threadsRefused();
+            logger.Warning("threads", 0,
+                           "the system refused a thread: counted with %s instead of up to %d",
+                           started == 0 ? "the main thread" : counted(started, "worker").c_str(),
+                           wantedThreads);
+        }
 
         const std::vector<InputFile>& inputs = reader.files();
         const std::deque<ChunkCount>& chunks = reader.chunks();
         long lines = 0, words = 0;
         size_t indexed = 0;
-        std::vector<long> inputLines(inputs.size()), inputWords(inputs.size());
-        for (size_t i = 0; i < inputs.size(); ++i) {
-            const InputFile& input = inputs[i];
+        for (const InputFile& input : inputs) {
             for (std::uint32_t c = input.firstChunk; c < input.endChunk; ++c) {
-                inputLines[i] += chunks[c].newlines;
-                inputWords[i] += chunks[c].words;
+                lines += chunks[c].newlines;
+                words += chunks[c].words;
             }
-            inputLines[i] += input.bytes > 0 && !input.endsInNewline;
-            lines += inputLines[i];
-            words += inputWords[i];
+            lines += input.bytes > 0 && !input.endsInNewline;
             indexed += input.readable;
         }
         const bool named = indexed > 1;
 
         WordIndex index(options.blockSize, options.keySize, logger);
-        index.build(std::move(counted), inputs, chunks, [&](int i) {
-            const InputFile& input = inputs[static_cast<size_t>(i)];
-            if (!input.readable) {
-                if (!options.logFile.empty()) {  // on stderr the message is already there
-                    logger.Error("input", 0, "cannot read %s", input.name.c_str());
-                }
-            } else if (options.inputs.empty()) {
-                logger.Information("input", "read the built-in sample: %ld lines, %ld words",
-                                   inputLines[static_cast<size_t>(i)],
-                                   inputWords[static_cast<size_t>(i)]);
-            } else {
-                logger.Information("input", "read %s: %ld lines, %ld words",
-                                   input.name == "-" ? "standard input" : input.name.c_str(),
-                                   inputLines[static_cast<size_t>(i)],
-                                   inputWords[static_cast<size_t>(i)]);
-            }
-        });
+        index.build(std::move(table), inputs, chunks);
         if (options.minCount > 1) {
             index.removeRarerThan(options.minCount);
         }
         if (options.stats) {
             const double end = nowSeconds();
-            const int threads = options.threads > 0 ? options.threads : defaultThreads();
+            const int threads = pool.countingThreads();
             std::fprintf(stderr,
                          "wordindex: stats: reading %.3f s, tokenizing %.3f s (summed over %d "
                          "thread%s), indexing %.3f s, total %.3f s\n"
-                         "wordindex: stats: %ld words, %.0f words/s, peak memory (RSS) %.1f MB\n",
+                         "wordindex: stats: %s, %.0f words/s, peak memory (RSS) %.1f MB\n",
                          reader.readingSeconds(), pool.countingSeconds(), threads,
-                         threads == 1 ? "" : "s", end - countedAt, end - start, words,
-                         end > start ? words / (end - start) : 0.0, peakKilobytes() / 1024.0);
+                         threads == 1 ? "" : "s", end - countedAt, end - start,
+                         counted(words, "word").c_str(), end > start ? words / (end - start) : 0.0,
+                         peakKilobytes() / 1024.0);
         }
 
-        std::printf("Indexed %zu input%s: %ld lines, %ld words, %ld distinct words.\n", indexed,
-                    indexed == 1 ? "" : "s", lines, words, index.distinctWords());
+        // What is left: with --min-count the removed words no longer count.
+        std::printf("Indexed %s: %s, %s, %s.\n",
+                    counted(static_cast<long>(indexed), "input").c_str(),
+                    counted(lines, "line").c_str(), counted(index.occurrences(), "word").c_str(),
+                    counted(index.distinctWords(), "distinct word").c_str());
         const long leaves = index.leafCount();
-        std::printf("B+ tree: height %d, %ld %s, node capacity M = %d, %ld bytes of key text.\n",
+        std::printf("B+ tree: height %d, %ld %s, node capacity M = %d, %s of key text.\n",
                     index.treeHeight(), leaves, leaves == 1 ? "leaf" : "leaves",
-                    index.nodeCapacity(), index.keyTextBytes());
+                    index.nodeCapacity(), counted(index.keyTextBytes(), "byte").c_str());
 
         if (options.top > 0 && index.distinctWords() > 0) {
-            std::printf("\nTop %d words:\n", options.top);
+            std::printf("\nTop %s:\n", counted(options.top, "word").c_str());
             int rank = 0;
             index.forEachTop(options.top, [&](const char* word, WordData& data) {
-                std::printf("%4d. %-20s %ld\n", ++rank, word, data.count);
+                std::printf("%4d. %s %ld\n", ++rank, padded(word, 20).c_str(), data.count);
             });
         }
         if (!options.find.empty()) {
@@ -240,7 +253,7 @@ int main(int argc, char** argv)
             std::printf("\nWords starting with \"%s\":\n", prefix.c_str());
             long listed = 0;
             index.forEachWithPrefix(prefix.c_str(), [&](const char* word, WordData& data) {
-                std::printf("  %-20s %ld\n", word, data.count);
+                std::printf("  %s %ld\n", padded(word, 20).c_str(), data.count);
                 ++listed;
             });
             if (listed == 0)
@@ -250,11 +263,11 @@ int main(int argc, char** argv)
             std::printf("\nWords from \"%s\" to \"%s\":\n", range.first.c_str(),
                         range.second.c_str());
             long listed = 0;
-            index.forEachInRange(range.first.c_str(), range.second.c_str(),
-                                 [&](const char* word, WordData& data) {
-                                     std::printf("  %-20s %ld\n", word, data.count);
-                                     ++listed;
-                                 });
+            index.forEachInRange(
+                range.first.c_str(), range.second.c_str(), [&](const char* word, WordData& data) {
+                    std::printf("  %s %ld\n", padded(word, 20).c_str(), data.count);
+                    ++listed;
+                });
             if (listed == 0)
                 std::printf("  (none)\n");
         }
@@ -264,5 +277,46 @@ int main(int argc, char** argv)
             index.printTree(stdout);
         }
     }
-    return finishOutput(status);
+    if (logger.writeFailed() && status == 0) {
+        status = 1;
+    }
+    return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    // No exception may end the program without a word: memory that runs out
+    // (std::bad_alloc) or anything else becomes a message and exit status 1.
+    try {
+        Options options;
+        std::string error;
+        if (!parseOptions(argc, argv, options, error)) {
+            std::fprintf(stderr, "wordindex: %s\n%s", error.c_str(), usageText());
+            return 2;
+        }
+        if (options.help) {
+            std::fputs(usageText(), stdout);
+            return finishOutput(0);
+        }
+        if (options.version) {
+            std::puts(kVersion);
+            return finishOutput(0);
+        }
+        if (options.printSample) {
+            std::fputs(kSampleText, stdout);
+            return finishOutput(0);
+        }
+        const int status = run(options);
+        return status == 2 ? status : finishOutput(status);
+    } catch (const std::bad_alloc&) {
+        std::fprintf(stderr, "wordindex: out of memory\n");
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "wordindex: %s\n", e.what());
+    } catch (...) {
+        std::fprintf(stderr, "wordindex: unexpected error\n");
+    }
+    std::fflush(stdout);
+    return 1;
 }

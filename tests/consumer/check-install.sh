@@ -19,8 +19,11 @@ cmake -S "$here" -B "$work/cmake-build" -DCMAKE_PREFIX_PATH="$work/prefix" > /de
 cmake --build "$work/cmake-build" > /dev/null
 LD_LIBRARY_PATH="$work/prefix/lib" "$work/cmake-build/consumer"
 
-# pkg-config
+# pkg-config: the .pc files name the prefix of the install as a clean path.
 export PKG_CONFIG_PATH="$work/prefix/lib/pkgconfig"
+read -r cflags < <(pkg-config --cflags zarncrt_core++)
+[ "$cflags" = "-I$work/prefix/include/zarncrt_core++" ] ||
+    { echo "install: pkg-config --cflags zarncrt_core++ printed '$cflags'"; exit 1; }
 c++ -std=c++17 "$here/consumer.cpp" -o "$work/consumer-pc" $(pkg-config --cflags --libs zarncrt_core++)
 LD_LIBRARY_PATH="$work/prefix/lib" "$work/consumer-pc"
 # The example programs, built stand-alone against the installed package.
@@ -32,4 +35,20 @@ for program in wordindex example_composite_keys example_string_map_cache example
         { echo "install check: $program failed"; cat "$work/$program.out"; exit 1; }
 done
 test -x "$work/prefix/bin/wordindex" || { echo "install: missing bin/wordindex"; exit 1; }
-echo "install check: CMake package, pkg-config and the examples work"
+
+# A tree moved after installation still works: the CMake package and the
+# $ORIGIN run paths find their own place, pkg-config does with --define-prefix.
+mv "$work/prefix" "$work/moved"
+rm -rf "$work/cmake-build"
+cmake -S "$here" -B "$work/cmake-build" -DCMAKE_PREFIX_PATH="$work/moved" > /dev/null
+cmake --build "$work/cmake-build" > /dev/null
+"$work/cmake-build/consumer" > /dev/null
+export PKG_CONFIG_PATH="$work/moved/lib/pkgconfig"
+read -r cflags < <(pkg-config --define-prefix --cflags zarncrt_core++)
+[ "$cflags" = "-I$work/moved/include/zarncrt_core++" ] ||
+    { echo "install: pkg-config --define-prefix --cflags printed '$cflags' for the moved tree"; exit 1; }
+c++ -std=c++17 "$here/consumer.cpp" -o "$work/consumer-moved" \
+    $(pkg-config --define-prefix --cflags --libs zarncrt_core++)
+LD_LIBRARY_PATH="$work/moved/lib" "$work/consumer-moved" > /dev/null
+"$work/moved/bin/wordindex" --version > /dev/null
+echo "install check: CMake package, pkg-config (clean paths) and the examples work, also after a move"

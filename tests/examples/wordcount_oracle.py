@@ -5,14 +5,37 @@ A word is a maximal run of ASCII letters, digits and bytes >= 0x80, with
 apostrophes between two such bytes; words fold to lower case (ASCII only).
 Prints what wordindex prints, except the tree line and the tree dump:
 
-  wordcount_oracle.py [--top N] [--find W]... [--prefix P]... [--range A B]...
+  wordcount_oracle.py [--top N] [--find W]... [--prefix P]... [--range A..B]...
                       [--min-count N] FILE...
+
+With --min-count the summary counts the words that are left. Words are
+padded to 20 columns of display width (East Asian wide characters take two,
+combining marks none, a byte of no UTF-8 character one).
 """
 import re
 import sys
+import unicodedata
 from collections import Counter
 
 WORD = re.compile(rb"[A-Za-z0-9\x80-\xff]+(?:'[A-Za-z0-9\x80-\xff]+)*")
+
+
+def counted(number, noun):
+    return b"%d %s%s" % (number, noun, b"" if number == 1 else b"s")
+
+
+def padded(word, width=20):
+    columns = 0
+    for char in word.decode("utf-8", "surrogateescape"):
+        if 0xDC80 <= ord(char) <= 0xDCFF:  # a byte of no UTF-8 character
+            columns += 1
+        elif unicodedata.category(char) in ("Mn", "Me", "Cf"):
+            pass
+        elif unicodedata.east_asian_width(char) in ("W", "F"):
+            columns += 2
+        else:
+            columns += 1
+    return word + b" " * max(0, width - columns)
 
 
 def main(argv):
@@ -27,30 +50,32 @@ def main(argv):
         elif arg == "--prefix":
             prefixes.append(next(args))
         elif arg == "--range":
-            ranges.append((next(args), next(args)))
+            low, high = next(args).split("..")
+            ranges.append((low, high))
         else:
             files.append(arg)
     enc = lambda text: text.encode("utf-8", "surrogateescape")
     wanted = {enc(w).lower() for w in finds}
-    counts, first, lines, words = Counter(), {}, 0, 0
+    counts, first, lines = Counter(), {}, 0
     for number, name in enumerate(files):
         with open(name, "rb") as stream:
             for line_number, line in enumerate(stream, 1):
                 found = WORD.findall(line.lower())
                 counts.update(found)
-                words += len(found)
                 lines += 1
                 for word in wanted.intersection(found) - first.keys():
                     first[word] = (number, line_number)
     counts = Counter({w: c for w, c in counts.items() if c >= min_count})
+    words = sum(counts.values())  # what is left
     out = sys.stdout.buffer
-    out.write(b"Indexed %d input%s: %d lines, %d words, %d distinct words.\n" %
-              (len(files), b"" if len(files) == 1 else b"s", lines, words, len(counts)))
+    out.write(b"Indexed %s: %s, %s, %s.\n" % (counted(len(files), b"input"), counted(lines, b"line"),
+                                              counted(words, b"word"),
+                                              counted(len(counts), b"distinct word")))
     if top > 0 and counts:
-        out.write(b"\nTop %d words:\n" % top)
+        out.write(b"\nTop %s:\n" % counted(top, b"word"))
         ranked = sorted(counts.items(), key=lambda item: (-item[1], item[0]))[:top]
         for rank, (word, count) in enumerate(ranked, 1):
-            out.write(b"%4d. %-20s %d\n" % (rank, word, count))
+            out.write(b"%4d. %s %d\n" % (rank, padded(word), count))
     if finds:
         out.write(b"\nFind:\n")
         for query in finds:
@@ -67,11 +92,11 @@ def main(argv):
     for prefix in prefixes:
         out.write(b'\nWords starting with "%s":\n' % enc(prefix))
         listed = [w for w in ordered if w.startswith(enc(prefix).lower())]
-        out.write(b"".join(b"  %-20s %d\n" % (w, counts[w]) for w in listed) or b"  (none)\n")
+        out.write(b"".join(b"  %s %d\n" % (padded(w), counts[w]) for w in listed) or b"  (none)\n")
     for low, high in ranges:
         out.write(b'\nWords from "%s" to "%s":\n' % (enc(low), enc(high)))
         listed = [w for w in ordered if enc(low).lower() <= w <= enc(high).lower()]
-        out.write(b"".join(b"  %-20s %d\n" % (w, counts[w]) for w in listed) or b"  (none)\n")
+        out.write(b"".join(b"  %s %d\n" % (padded(w), counts[w]) for w in listed) or b"  (none)\n")
 
 
 if __name__ == "__main__":
