@@ -7,6 +7,9 @@
 #   libzarncrt-core++-doc  the HTML API reference, Architecture all (component
 #                          "doc"; built when ZARNCRT_BUILD_DOCS is on, which
 #                          it is by default in /usr builds with doxygen)
+# A build configured with -DZARNCRT_CHECKED=ON makes one package instead:
+#   libzarncrt-core++2-checked  the checked libraries in <libdir>/zarncrt-checked
+#                          (component "runtime" of that build)
 # Configure with -DCMAKE_INSTALL_PREFIX=/usr so that GNUInstallDirs picks the
 # multiarch library directory, then `cmake --build <dir> --target package`.
 # Included before the subdirectories so that their install rules without a
@@ -34,6 +37,11 @@ set(ZARNCRT_DEB_DOC libzarncrt-core++-doc)
 set(ZARNCRT_DEB_COMPONENTS runtime development tools)
 if(ZARNCRT_BUILD_DOCS)
   list(APPEND ZARNCRT_DEB_COMPONENTS doc)
+endif()
+if(ZARNCRT_CHECKED)
+  set(ZARNCRT_DEB_RUNTIME_NORMAL ${ZARNCRT_DEB_RUNTIME})
+  set(ZARNCRT_DEB_RUNTIME ${ZARNCRT_DEB_RUNTIME}-checked)
+  set(ZARNCRT_DEB_COMPONENTS runtime)
 endif()
 
 # Every package carries its copyright notice and changelog; these files belong
@@ -98,6 +106,25 @@ string(CONCAT CPACK_DEBIAN_RUNTIME_DESCRIPTION
   "${ZARNCRT_DEB_ABOUT}\n"
   "This package contains the shared libraries libzarncrt_core++.so.2 and\n"
   "libzarncrt_core.so.2.")
+
+if(ZARNCRT_CHECKED)
+  # Libraries in a directory of their own, which the dynamic loader searches
+  # only when told to (LD_LIBRARY_PATH): no shlibs or symbols file, no
+  # ldconfig trigger. The application is linked against the normal package,
+  # which stays installed beside this one, at the same version.
+  set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA)
+  set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS OFF)
+  set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "${ZARNCRT_DEB_RUNTIME_NORMAL} (= ${PROJECT_VERSION})")
+  string(CONCAT CPACK_DEBIAN_RUNTIME_DESCRIPTION
+    "C++ B+ tree index, text buffer, containers and logger - checked libraries\n"
+    "${ZARNCRT_DEB_ABOUT}\n"
+    "This package contains a checked build of libzarncrt_core++.so.2 and\n"
+    "libzarncrt_core.so.2 in /usr/lib/<multiarch>/zarncrt-checked: the same\n"
+    "interface, with checks of the libraries' ownership rules (keys a tree holds,\n"
+    "stale cursors, items and buffers used after they moved, blocks freed twice).\n"
+    "A misuse is reported on standard error with a backtrace. Run an unchanged\n"
+    "application on it with LD_LIBRARY_PATH=/usr/lib/<multiarch>/zarncrt-checked.")
+endif()
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${ZARNCRT_DEB_DEVELOPMENT})
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)

@@ -2,11 +2,13 @@
 # Builds the Debian packages from this source tree and takes them through a
 # round trip: contents, symbols file, lintian, installation, a consumer built
 # against the installed -dev package (CMake package and pkg-config, whose
-# flags must be clean absolute paths), wordindex and its manual page, the API
-# reference, removal.
+# flags must be clean absolute paths), the same binaries on the checked
+# libraries, wordindex and its manual page, the API reference, removal.
 #   check-packages.sh [<packaging-build-dir>]
 # The build directory (configured for /usr) is kept when given, so later runs
-# rebuild only what changed; without it a scratch directory is used.
+# rebuild only what changed; without it a scratch directory is used. The
+# checked libraries' package comes from a second build directory beside it,
+# <packaging-build-dir>-checked.
 #
 # Where the packages are installed (environment variable):
 #   ZARNCRT_PACKAGING_INSTALL unset or "private" (the default): unpacked with
@@ -60,6 +62,14 @@ cmake -S "$root" -B "$build" -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_BUILD_TYPE=Rele
 rm -f "$build"/*.deb
 cmake --build "$build" -j2 --target package > "$work/build.log" ||
     { cat "$work/build.log"; fail "package build failed"; }
+checked_build=$build-checked
+cmake -S "$root" -B "$checked_build" -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_BUILD_TYPE=Release \
+      -DBUILD_TESTING=OFF -DZARNCRT_BUILD_BENCH=OFF -DZARNCRT_BUILD_EXAMPLES=OFF \
+      -DZARNCRT_BUILD_DOCS=OFF -DZARNCRT_CHECKED=ON > "$work/configure-checked.log" ||
+    { cat "$work/configure-checked.log"; fail "configure of the checked build failed"; }
+rm -f "$checked_build"/*.deb
+cmake --build "$checked_build" -j2 --target package > "$work/build-checked.log" ||
+    { cat "$work/build-checked.log"; fail "checked package build failed"; }
 
 version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$build/CMakeCache.txt")
 arch=$(dpkg --print-architecture)
@@ -70,12 +80,18 @@ html=usr/share/doc/libzarncrt-core++-doc/html
 # The packages (in installation order; cmake/Packaging.cmake makes them) and
 # what each must hold, where. A package built for all architectures is named
 # in arch_all.
-packages=(libzarncrt-core++2 libzarncrt-core++-dev zarncrt-tools libzarncrt-core++-doc)
+packages=(libzarncrt-core++2 libzarncrt-core++2-checked libzarncrt-core++-dev zarncrt-tools
+          libzarncrt-core++-doc)
 declare -A arch_all=([libzarncrt-core++-doc]=1)
+declare -A build_of=([libzarncrt-core++2-checked]=$checked_build)
+checked_libdir=$libdir/zarncrt-checked
 declare -A contents=(
     [libzarncrt-core++2]="$libdir/libzarncrt_core++.so.2 $libdir/libzarncrt_core++.so.$version
         $libdir/libzarncrt_core.so.2 $libdir/libzarncrt_core.so.$version
         usr/share/doc/libzarncrt-core++2/copyright"
+    [libzarncrt-core++2-checked]="$checked_libdir/libzarncrt_core++.so.2
+        $checked_libdir/libzarncrt_core++.so.$version $checked_libdir/libzarncrt_core.so.2
+        $checked_libdir/libzarncrt_core.so.$version usr/share/doc/libzarncrt-core++2-checked/copyright"
     [libzarncrt-core++-dev]="usr/include/zarncrt_core++/zarncrt_core++.h $libdir/libzarncrt_core++.so
         $libdir/libzarncrt_core.so $libdir/pkgconfig/zarncrt_core++.pc $libdir/pkgconfig/zarncrt_core.pc
         $libdir/cmake/zarncrt_core++/zarncrt_core++Config.cmake
@@ -92,7 +108,7 @@ debs=()
 for p in "${packages[@]}"; do
     a=$arch
     [ -z "${arch_all[$p]:-}" ] || a=all
-    deb=$build/${p}_${version}_${a}.deb
+    deb=${build_of[$p]:-$build}/${p}_${version}_${a}.deb
     test -f "$deb" || fail "missing $(basename "$deb")"
     [ "$(dpkg-deb -f "$deb" Architecture)" = "$a" ] || fail "$(basename "$deb") is not Architecture $a"
     deb_of[$p]=$deb
@@ -104,7 +120,8 @@ for p in "${packages[@]}"; do
         grep -qx "$f" "$work/contents" || fail "$(basename "$deb") lacks /$f"
     done
 done
-[ ${#debs[@]} = "$(ls "$build"/*.deb | wc -l)" ] || fail "cpack made packages that this script does not know"
+[ ${#debs[@]} = "$(ls "$build"/*.deb "$checked_build"/*.deb | wc -l)" ] ||
+    fail "cpack made packages that this script does not know"
 dpkg-deb -e "${deb_of[libzarncrt-core++2]}" "$work/control"
 for f in shlibs symbols triggers; do
     test -f "$work/control/$f" || fail "libzarncrt-core++2 has no $f control file"
@@ -112,6 +129,8 @@ done
 dpkg-deb -f "${deb_of[libzarncrt-core++-dev]}" Depends | grep -qF "libzarncrt-core++2 (= $version)" ||
     fail "the -dev package does not depend on libzarncrt-core++2 (= $version)"
 [ "$(dpkg-deb -f "${deb_of[libzarncrt-core++-doc]}" Section)" = doc ] || fail "the -doc package is not in section doc"
+dpkg-deb -f "${deb_of[libzarncrt-core++2-checked]}" Depends | grep -qF "libzarncrt-core++2 (= $version)" ||
+    fail "the checked package does not depend on libzarncrt-core++2 (= $version)"
 
 # The symbols file shipped is the checked-in one, and it is current.
 "$root/scripts/update-debian-symbols.sh" "$build" --check
@@ -164,6 +183,25 @@ c++ -std=c++17 "$root/tests/consumer/consumer.cpp" -o "$work/consumer-pc" \
 "$work/consumer-pc"
 echo "check-packages: pkg-config --cflags zarncrt_core++: $cflags"
 
+# The same binaries, unchanged, on the checked libraries: the correct
+# consumer runs without a report; a faulty program gets the report and aborts.
+on_checked=(env "LD_LIBRARY_PATH=$sysroot/$checked_libdir${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}")
+"${on_checked[@]}" ldd "$work/consumer-pc" | grep -q "/$checked_libdir/libzarncrt_core++.so.2" ||
+    fail "LD_LIBRARY_PATH=/$checked_libdir does not load the checked libzarncrt_core++.so.2"
+"${on_checked[@]}" "$work/consumer-pc" 2> "$work/consumer-checked.err" ||
+    { cat "$work/consumer-checked.err"; fail "the consumer fails on the checked libraries"; }
+[ ! -s "$work/consumer-checked.err" ] ||
+    { cat "$work/consumer-checked.err"; fail "the checked libraries reported a correct program"; }
+c++ -std=c++17 "$root/examples/misuse_deleted_key.cpp" -o "$work/faulty" \
+    $(pkg-config --cflags --libs zarncrt_core++)
+status=0
+"${on_checked[@]}" "$work/faulty" > /dev/null 2> "$work/faulty.err" || status=$?
+[ $status = 134 ] || { cat "$work/faulty.err"; fail "the faulty program exited $status on the checked libraries, not 134 (abort)"; }
+grep -q "^zarncrt checked: " "$work/faulty.err" ||
+    { cat "$work/faulty.err"; fail "the checked libraries did not report the faulty program"; }
+echo "check-packages: on the checked libraries the consumer runs clean and the faulty program is reported:"
+head -n 1 "$work/faulty.err"
+
 # The tool and its manual page.
 actual=$("$prefix/bin/wordindex" --version)
 [[ "$actual" =~ ^wordindex\ [0-9]+\.[0-9]+\.[0-9]+\ \(libzarncrt_core\+\+\ 2\)$ ]] ||
@@ -189,7 +227,8 @@ if [ ${#installed[@]} -gt 0 ]; then
         [ ! -e "$f" ] && [ ! -L "$f" ] || fail "$f is still there after dpkg -P"
     done < "$work/files"
     ! any_known "${packages[@]}" || fail "packages still known to dpkg after dpkg -P"
-    for d in /usr/include/zarncrt_core++ "/$libdir/cmake/zarncrt_core++" /usr/share/doc/libzarncrt-core++-doc; do
+    for d in /usr/include/zarncrt_core++ "/$libdir/cmake/zarncrt_core++" /usr/share/doc/libzarncrt-core++-doc \
+             "/$checked_libdir"; do
         [ ! -e "$d" ] || fail "$d left behind"
     done
     echo "check-packages: removed with dpkg -P, nothing left behind"
