@@ -194,6 +194,9 @@ std::uintptr_t BPlusNode::DeleteSubtree(BPlusNode* node)
         std::uintptr_t last = 0;
         if (node->m_pKeys != nullptr && node->m_nKeyCount > 0) {
             last = reinterpret_cast<std::uintptr_t>(node->m_pKeys[node->m_nKeyCount - 1]);
+#ifdef ZARNCRT_CHECKED
+            zarn::btreecheck::leafReleased(node->m_pKeys, node->m_nKeyCount);
+#endif
         }
         delete node;
         return last;

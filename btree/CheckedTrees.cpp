@@ -12,10 +12,12 @@
 #include <unordered_map>
 #include <vector>
 
+#include "btree/AddressMap.h"
 #include "btree/BPlusCompositeKey.h"
 #include "btree/BPlusKey.h"
 #include "btree/BPlusNode.h"
 #include "btree/CompositeCast.h"
+#include "btree/NodeKeyBlock.h"
 #include "core/MisuseReport.h"
 #include "core/Quarantine.h"
 
@@ -84,8 +86,11 @@ private:
     template <typename Visit>
     static void forEachPosition(BPlusKey* key, Visit visit)
     {
-        visit(0, static_cast<int>(key->GetType()));
-        BPlusCompositeKey* composite = asComposite(key);
+        const BPlusKey::EBPlusKeyType type = key->GetType();
+        visit(0, static_cast<int>(type));
+        // Only a key of the composite type can be a composite key: the type
+        // test spares the other keys a dynamic_cast.
+        BPlusCompositeKey* composite = type == BPlusKey::eCompositeKey ? asComposite(key) : nullptr;
         if (composite == nullptr) {
             return;
         }
@@ -126,6 +131,9 @@ namespace {
 // Dead node records kept at most; beyond, they are all forgotten (a stale
 // pointer to one of them is then simply not recognised).
 constexpr std::size_t kMaxDeadNodes = std::size_t{1} << 20;
+// How far ahead of the key being recorded or forgotten its slot (and the
+// key itself) is fetched, when many are at once.
+constexpr int kLookAhead = 16;
 // Cursor records are swept of deleted trees when they have grown this much
 // beyond what the last sweep left.
 constexpr std::size_t kCursorSweepSlack = 1024;
@@ -139,9 +147,9 @@ struct CursorRecord {
 struct Records {
     std::mutex lock;
     // Node -> its tree; NULL for a node that its tree destroyed.
-    std::unordered_map<const void*, Tree*> nodes;
+    AddressMap<Tree*> nodes;
     // Key -> the tree that holds it.
-    std::unordered_map<const void*, Tree*> keys;
+    AddressMap<Tree*> keys;
     // The trees that are not deleted (and deleted ones something still
     // points to); cursor records share them.
     std::unordered_map<const Tree*, std::shared_ptr<Tree>> trees;
@@ -182,19 +190,17 @@ void dropIfEmpty(Records& r, Tree* tree)
 void markDead(Records& r, const void* node)
 {
     auto found = r.nodes.find(node);
-    if (found != r.nodes.end() && found->second == nullptr) {
+    if (found != nullptr && *found == nullptr) {
         return;
     }
-    if (found != r.nodes.end()) {
-        --found->second->nodes;
-        found->second = nullptr;
+    if (found != nullptr) {
+        --(*found)->nodes;
+        *found = nullptr;
     } else {
-        r.nodes.emplace(node, nullptr);
+        r.nodes[node] = nullptr;
     }
     if (++r.deadNodes > kMaxDeadNodes) {
-        for (auto it = r.nodes.begin(); it != r.nodes.end();) {
-            it = it->second == nullptr ? r.nodes.erase(it) : std::next(it);
-        }
+        r.nodes.eraseIf([](const void*, Tree* tree) { return tree == nullptr; });
         r.deadNodes = 0;
     }
 }
@@ -202,11 +208,11 @@ void markDead(Records& r, const void* node)
 void forgetKey(Records& r, BPlusKey* key, bool counted)
 {
     auto found = r.keys.find(key);
-    if (found == r.keys.end()) {
+    if (found == nullptr) {
         return;
     }
-    Tree* tree = found->second;
-    r.keys.erase(found);
+    Tree* tree = *found;
+    r.keys.erase(key);
     --tree->keys;
     if (counted) {
         tree->types.count(key, -1);
@@ -244,17 +250,17 @@ bool enterLocked(Records& r, BPlusNode* node, bool adopt, const char* call, Tree
 {
     *tree = nullptr;
     auto found = r.nodes.find(node);
-    if (found == r.nodes.end()) {
+    if (found == nullptr) {
         *tree = adopt && node->IsValid() ? newTree(r, node) : nullptr;
         return true;
     }
-    if (found->second == nullptr) {
+    if (*found == nullptr) {
         misuse::report("tree operation on a node the tree destroyed",
                        "%s on node %p, destroyed by Remove or DeleteTree", call,
                        static_cast<void*>(node));
         return false;
     }
-    *tree = found->second;
+    *tree = *found;
     if ((*tree)->root != node) {
         misuse::report("tree operation on a node that is not the root",
                        "%s on node %p; the root of its tree is %p", call, static_cast<void*>(node),
@@ -283,11 +289,11 @@ bool enterAdd(BPlusNode* node, BPlusKey* key, Tree** tree)
         return true;
     }
     auto found = r.keys.find(key);
-    if (found != r.keys.end() && found->second != *tree && !found->second->deleted) {
+    if (found != nullptr && *found != *tree && !(*found)->deleted) {
         misuse::report("key added that a tree already holds",
                        "BPlusNode::Add(key %p) on root %p; the tree of root %p holds it",
                        static_cast<void*>(key), static_cast<void*>(node),
-                       static_cast<void*>(found->second->root));
+                       static_cast<void*>((*found)->root));
     }
     return true;
 }
@@ -297,7 +303,7 @@ Tree* treeOf(BPlusNode* root)
     Records& r = records();
     std::lock_guard<std::mutex> guard(r.lock);
     auto found = r.nodes.find(root);
-    return found != r.nodes.end() ? found->second : nullptr;
+    return found != nullptr ? (*found) : nullptr;
 }
 
 void keyStored(Tree* tree, BPlusKey* key)
@@ -308,13 +314,13 @@ void keyStored(Tree* tree, BPlusKey* key)
     Records& r = records();
     std::lock_guard<std::mutex> guard(r.lock);
     auto found = r.keys.find(key);
-    if (found != r.keys.end() && found->second == tree) {
+    if (found != nullptr && *found == tree) {
         misuse::report("key added that a tree already holds",
                        "BPlusNode::Add(key %p) on root %p stored it a second time",
                        static_cast<void*>(key), static_cast<void*>(tree->root));
     }
     reportType(tree, key, "BPlusNode::Add");
-    if (found != r.keys.end()) {
+    if (found != nullptr) {
         forgetKey(r, key, true);
     }
     r.keys[key] = tree;
@@ -367,21 +373,27 @@ void treeLoaded(Tree* tree, BPlusKey** keys, int count)
     }
     Records& r = records();
     std::lock_guard<std::mutex> guard(r.lock);
+    r.keys.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
+        if (i + kLookAhead < count) {
+            r.keys.prefetch(keys[i + kLookAhead]);
+            zarn::prefetch(keys[i + kLookAhead]);
+        }
         BPlusKey* key = keys[i];
-        auto found = r.keys.find(key);
-        if (found != r.keys.end() && !found->second->deleted) {
-            misuse::report("key added that a tree already holds",
-                           "BPlusNode::BuildFromSorted(keys[%d] = %p) on root %p; the tree of "
-                           "root %p holds it",
-                           i, static_cast<void*>(key), static_cast<void*>(tree->root),
-                           static_cast<void*>(found->second->root));
+        Tree*& holder = r.keys[key];  // NULL when no tree held it
+        if (holder != nullptr) {
+            if (!holder->deleted) {
+                misuse::report("key added that a tree already holds",
+                               "BPlusNode::BuildFromSorted(keys[%d] = %p) on root %p; the tree of "
+                               "root %p holds it",
+                               i, static_cast<void*>(key), static_cast<void*>(tree->root),
+                               static_cast<void*>(holder->root));
+            }
+            --holder->keys;
+            holder->types.count(key, -1);
         }
         reportType(tree, key, "BPlusNode::BuildFromSorted");
-        if (found != r.keys.end()) {
-            forgetKey(r, key, true);
-        }
-        r.keys[key] = tree;
+        holder = tree;
         ++tree->keys;
         tree->types.count(key, 1);
     }
@@ -394,23 +406,23 @@ bool enterDeleteTree(BPlusNode* root, Tree** tree)
     Records& r = records();
     std::lock_guard<std::mutex> guard(r.lock);
     auto found = r.nodes.find(root);
-    if (found == r.nodes.end()) {
+    if (found == nullptr) {
         return true;
     }
-    if (found->second == nullptr) {
+    if (*found == nullptr) {
         misuse::report("tree operation on a node the tree destroyed",
                        "BPlusNode::DeleteTree(%p): a tree already deleted, or a node Remove "
                        "destroyed",
                        static_cast<void*>(root));
         return false;
     }
-    if (found->second->root != root) {
+    if ((*found)->root != root) {
         misuse::report("tree operation on a node that is not the root",
                        "BPlusNode::DeleteTree(%p); the root of its tree is %p",
-                       static_cast<void*>(root), static_cast<void*>(found->second->root));
+                       static_cast<void*>(root), static_cast<void*>((*found)->root));
         return true;
     }
-    *tree = found->second;
+    *tree = *found;
     (*tree)->releasing = true;
     (*tree)->changed();
     return true;
@@ -431,20 +443,41 @@ void treeDeleted(Tree* tree)
     dropIfEmpty(r, tree);
 }
 
+void leafReleased(BPlusKey* const* keys, int count)
+{
+    Records& r = records();
+    std::lock_guard<std::mutex> guard(r.lock);
+    for (int i = 0; i < count && i < kLookAhead; ++i) {
+        r.keys.prefetch(keys[i]);
+    }
+    for (int i = 0; i < count; ++i) {
+        if (i + kLookAhead < count) {
+            r.keys.prefetch(keys[i + kLookAhead]);
+        }
+        r.keys.eraseUnless(keys[i], [](Tree* tree) {
+            if (!tree->releasing) {
+                return true;
+            }
+            --tree->keys;
+            return false;
+        });
+    }
+}
+
 void nodeConstructed(BPlusNode* node)
 {
     Records& r = records();
     std::lock_guard<std::mutex> guard(r.lock);
     auto found = r.nodes.find(node);
-    if (found == r.nodes.end()) {
+    if (found == nullptr) {
         return;
     }
-    if (found->second == nullptr) {
+    if (*found == nullptr) {
         --r.deadNodes;
     } else {
-        --found->second->nodes;
+        --(*found)->nodes;
     }
-    r.nodes.erase(found);
+    r.nodes.erase(node);
 }
 
 void nodeDestroyed(BPlusNode* node)
@@ -452,16 +485,16 @@ void nodeDestroyed(BPlusNode* node)
     Records& r = records();
     std::lock_guard<std::mutex> guard(r.lock);
     auto found = r.nodes.find(node);
-    if (found == r.nodes.end() || found->second == nullptr) {
+    if (found == nullptr || *found == nullptr) {
         return;
     }
-    Tree* tree = found->second;
+    Tree* tree = *found;
     if (tree->releasing) {
         markDead(r, node);
         return;
     }
     --tree->nodes;
-    r.nodes.erase(found);
+    r.nodes.erase(node);
     if (tree->root == node) {
         dropIfEmpty(r, tree);
     }
@@ -487,10 +520,10 @@ void keyDestroyed(BPlusKey* key)
     Records& r = records();
     std::lock_guard<std::mutex> guard(r.lock);
     auto found = r.keys.find(key);
-    if (found == r.keys.end()) {
+    if (found == nullptr) {
         return;
     }
-    Tree* tree = found->second;
+    Tree* tree = *found;
     if (!tree->releasing && !tree->deleted) {
         misuse::report("key deleted while a tree holds it",
                        "~BPlusKey() on key %p, held by the tree of root %p",
@@ -513,10 +546,10 @@ CursorRecord& placeCursor(Records& r, BPlusCursor const* cursor, BPlusNode* root
     if (root != nullptr) {
         auto found = r.nodes.find(root);
         Tree* tree = nullptr;
-        if (found == r.nodes.end()) {
+        if (found == nullptr) {
             tree = root->IsValid() ? newTree(r, root) : nullptr;
-        } else if (found->second != nullptr && found->second->root == root) {
-            tree = found->second;
+        } else if (*found != nullptr && (*found)->root == root) {
+            tree = *found;
         }
         if (tree != nullptr) {
             record.tree = r.trees[tree];

@@ -67,6 +67,10 @@ void treeLoaded(Tree* tree, BPlusKey** keys, int count);
 // already, answering false for the latter. *tree is the tree (NULL when
 // unknown or not its root), from now on being released.
 bool enterDeleteTree(BPlusNode* root, Tree** tree);
+// DeleteTree is about to destroy a leaf holding keys[0, count): the keys
+// of the tree being released are forgotten together, which is cheaper than
+// one by one as each is destroyed.
+void leafReleased(BPlusKey* const* keys, int count);
 // DeleteTree is done with tree.
 void treeDeleted(Tree* tree);
 
