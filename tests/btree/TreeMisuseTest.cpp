@@ -4,7 +4,7 @@
 // different types in one tree and cursors that outlived their tree's state.
 #include <gtest/gtest.h>
 
-#include <new>
+#include <thread>
 
 #include "btree/BPlusCursor.h"
 #include "btree/KeyTestSupport.h"
@@ -231,6 +231,36 @@ TEST(TreeMisuseTest, CursorPlacedAgainAfterAChangeIsNotReported)
     }
     EXPECT_EQ(keys, 5) << "a new cursor walks the changed tree";
     BPlusNode::DeleteTree(root);
+}
+
+// Separate trees in separate threads, each walked by its own cursors: the
+// records are shared, the trees are not.
+TEST(TreeMisuseTest, SeparateTreesInSeparateThreadsAreNotReported)
+{
+    auto work = [](int first, long* walked) {
+        BPlusNode* root = new BPlusNode();
+        Key probe(I(0));
+        for (int round = 0; round < 50; ++round) {
+            for (int k = 0; k < 40; ++k) {
+                root = root->Add(I(first + k), false);
+            }
+            BPlusCursor cursor(root);
+            for (bool on = cursor.First(); on; on = cursor.Next()) {
+                ++*walked;
+            }
+            for (int k = 0; k < 40; ++k) {
+                probe->SetKey(first + k);
+                root = root->Remove(probe.get(), nullptr);
+            }
+        }
+        BPlusNode::DeleteTree(root);
+    };
+    long walkedA = 0, walkedB = 0;
+    std::thread a(work, 0, &walkedA), b(work, 1000, &walkedB);
+    a.join();
+    b.join();
+    EXPECT_EQ(walkedA, 50 * 40) << "keys walked in the first thread";
+    EXPECT_EQ(walkedB, 50 * 40) << "keys walked in the second thread";
 }
 
 }  // namespace
