@@ -6,6 +6,7 @@
 #include "btree/BPlusKey.h"
 #include "btree/BPlusNode.h"
 #include "btree/BPlusNodeInternal.h"
+#include "btree/CheckedTrees.h"
 
 namespace {
 
@@ -16,10 +17,18 @@ constexpr int kPrefetchAhead = 32;
 
 }  // namespace
 
-BPlusCursor::BPlusCursor(BPlusNode* root) : m_pRoot(root), m_pLeaf(nullptr), m_nSlot(0) {}
+BPlusCursor::BPlusCursor(BPlusNode* root) : m_pRoot(root), m_pLeaf(nullptr), m_nSlot(0)
+{
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::cursorPlaced(this, root);
+#endif
+}
 
 bool BPlusCursor::First()
 {
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::cursorRepositioned(this, m_pRoot, "BPlusCursor::First");
+#endif
     m_pLeaf = m_pRoot != nullptr ? m_pRoot->GetFirstLeaf() : nullptr;
     // Only an empty tree has an empty leaf; walk past it all the same.
     while (m_pLeaf != nullptr && m_pLeaf->m_nKeyCount == 0) {
@@ -31,6 +40,9 @@ bool BPlusCursor::First()
 
 bool BPlusCursor::Last()
 {
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::cursorRepositioned(this, m_pRoot, "BPlusCursor::Last");
+#endif
     m_pLeaf = m_pRoot != nullptr ? m_pRoot->GetLastLeaf() : nullptr;
     while (m_pLeaf != nullptr && m_pLeaf->m_nKeyCount == 0) {
         m_pLeaf = m_pLeaf->m_pPrevLeaf;
@@ -41,6 +53,9 @@ bool BPlusCursor::Last()
 
 bool BPlusCursor::Seek(BPlusKey* key)
 {
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::cursorRepositioned(this, m_pRoot, "BPlusCursor::Seek");
+#endif
     m_pLeaf = nullptr;
     m_nSlot = 0;
     if (m_pRoot == nullptr || key == nullptr || !m_pRoot->IsValid()) {
@@ -72,6 +87,9 @@ bool BPlusCursor::Seek(BPlusKey* key)
 
 bool BPlusCursor::Next()
 {
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::cursorStep(this, m_pRoot, "BPlusCursor::Next");
+#endif
     if (m_pLeaf == nullptr) {
         return false;
     }
@@ -95,6 +113,9 @@ bool BPlusCursor::Next()
 
 bool BPlusCursor::Prev()
 {
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::cursorStep(this, m_pRoot, "BPlusCursor::Prev");
+#endif
     if (m_pLeaf == nullptr) {
         return false;
     }
@@ -110,6 +131,9 @@ bool BPlusCursor::Prev()
 
 BPlusKey* BPlusCursor::Key()
 {
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::cursorStep(this, m_pRoot, "BPlusCursor::Key");
+#endif
     if (m_pLeaf == nullptr || m_nSlot >= m_pLeaf->m_nKeyCount) {
         return nullptr;
     }

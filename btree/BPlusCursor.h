@@ -4,8 +4,9 @@
 ///
 /// A cursor refers to a tree by its root and to one stored key at a time; it
 /// owns nothing. It is invalidated by every Add, Remove or BuildFromSorted on
-/// its tree: after any of them, construct a new cursor (nothing detects the
-/// misuse). The key it shows belongs to the tree.
+/// its tree: after any of them, construct a new cursor (the normal build does
+/// not detect the misuse; the checked build reports it). The key it shows
+/// belongs to the tree.
 ///
 /// Cost: First, Last and Seek descend the tree (O(log n)); Next and Prev are
 /// O(1), stepping along the leaf chain.

@@ -3,6 +3,8 @@
 // BPlusKeyCompare.cpp.
 #include "btree/BPlusKey.h"
 
+#include "btree/CheckedKeys.h"
+#include "btree/CheckedTrees.h"
 #include "btree/KeyMemory.h"
 #include "core/OutOfMemory.h"
 #include "core/QorCore.h"
@@ -38,6 +40,15 @@ BPlusKey::BPlusKey(BPlusKey& other) : BPlusKey(other.m_type)
 
 BPlusKey::~BPlusKey()
 {
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::keyDestroyed(this);
+    if (m_szNormalized != nullptr) {
+        zarn::btreecheck::copyDropped(this);
+    }
+    if (m_pData != nullptr) {
+        zarn::btreecheck::dataLetGo(m_pData);
+    }
+#endif
     if (m_szValue != nullptr) {
         QorMemFree(m_szValue);
     }
@@ -90,6 +101,11 @@ void BPlusKey::CopyTo(BPlusKey& target)
         return;  // would free the very text it is about to copy
     }
     // The target's data belongs to whoever gave it; a copied value carries none.
+#ifdef ZARNCRT_CHECKED
+    if (target.m_pData != nullptr) {
+        zarn::btreecheck::dataLetGo(target.m_pData);
+    }
+#endif
     target.m_pData = nullptr;
     if (target.m_szValue != nullptr) {
         QorMemFree(target.m_szValue);
@@ -97,6 +113,9 @@ void BPlusKey::CopyTo(BPlusKey& target)
         target.m_nLength = 0;
     }
     if (target.m_szNormalized != nullptr) {
+#ifdef ZARNCRT_CHECKED
+        zarn::btreecheck::copyDropped(&target);
+#endif
         QorMemFree(target.m_szNormalized);
         target.m_szNormalized = nullptr;
         target.m_nNormalizedLength = 0;
@@ -122,6 +141,9 @@ void BPlusKey::CopyTo(BPlusKey& target)
                     target.m_szNormalized =
                         zarn::copyText(m_szNormalized, static_cast<size_t>(m_nNormalizedLength));
                     target.m_nNormalizedLength = m_nNormalizedLength;
+#ifdef ZARNCRT_CHECKED
+                    zarn::btreecheck::copyCopied(&target, this);
+#endif
                 }
             }
             break;
@@ -143,6 +165,14 @@ void BPlusKey::SetData(IBPlusData* data)
     }
     IBPlusData* previous = m_pData;
     m_pData = data;
+#ifdef ZARNCRT_CHECKED
+    if (data != nullptr) {
+        zarn::btreecheck::dataHeld(data);
+    }
+    if (previous != nullptr) {
+        zarn::btreecheck::dataLetGo(previous);
+    }
+#endif
     if (previous != nullptr) {
         zarn::releaseData(previous);
     }
@@ -157,6 +187,11 @@ IBPlusData* BPlusKey::DetachData()
 {
     IBPlusData* data = m_pData;
     m_pData = nullptr;
+#ifdef ZARNCRT_CHECKED
+    if (data != nullptr) {
+        zarn::btreecheck::dataLetGo(data);
+    }
+#endif
     return data;
 }
 

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "btree/BPlusKey.h"
+#include "btree/CheckedKeys.h"
 #include "btree/KeyMemory.h"
 #include "core/Limits.h"
 #include "core/QorCore.h"
@@ -51,6 +52,9 @@ void BPlusKey::TakeText(char* text, int length)
     m_nLength = length;
     // A normalized copy always belongs to the current text, or does not exist.
     if (m_szNormalized != nullptr) {
+#ifdef ZARNCRT_CHECKED
+        zarn::btreecheck::copyDropped(this);
+#endif
         QorMemFree(m_szNormalized);
         m_szNormalized = nullptr;
         m_nNormalizedLength = 0;
@@ -126,6 +130,9 @@ void BPlusKey::SetKey(CStringBuffer& text)
 
 void BPlusKey::SetNormalizer(int (*normalizer)(char*, int*, int), int data)
 {
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::normalizerInstalled(normalizer, data);
+#endif
     m_normalizer = normalizer;
     m_nNormalizeData = data;
 }
@@ -141,6 +148,9 @@ void BPlusKey::Normalize()
     m_szNormalized = zarn::copyText(m_szValue, static_cast<size_t>(m_nLength));
     m_nNormalizedLength = m_nLength;
     m_normalizer(m_szNormalized, &m_nNormalizedLength, m_nNormalizeData);
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::copyNormalized(this);
+#endif
     // A length outside the copy would make Compare read past its end.
     if (m_nNormalizedLength < 0) {
         m_nNormalizedLength = 0;

@@ -8,6 +8,7 @@
 
 #include "btree/BPlusKey.h"
 #include "btree/BPlusNodeInternal.h"
+#include "btree/CheckedTrees.h"
 #include "core/OutOfMemory.h"
 #include "core/QorCore.h"
 
@@ -30,6 +31,9 @@ BPlusNode::BPlusNode(int blockSize, int keySize, float factor)
 
 void BPlusNode::Construct()
 {
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::nodeConstructed(this);
+#endif
     m_bLeaf = false;
     m_nPointerCount = 0;
     m_nKeyCount = 0;
@@ -48,6 +52,9 @@ void BPlusNode::Construct()
 
 BPlusNode::~BPlusNode()
 {
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::nodeDestroyed(this);
+#endif
     if (m_pPointers != nullptr) {
         QorMemFree(m_pPointers);  // the children stay alive
     }
@@ -166,9 +173,19 @@ BPlusNode* BPlusNode::GetPrevLeaf()
 // everything left in index slots is a clone of the node's own.
 void BPlusNode::DeleteTree(BPlusNode* root)
 {
-    if (root != nullptr) {
-        DeleteSubtree(root);
+    if (root == nullptr) {
+        return;
     }
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::Tree* tree = nullptr;
+    if (!zarn::btreecheck::enterDeleteTree(root, &tree)) {
+        return;  // destroyed already: nothing there to walk
+    }
+#endif
+    DeleteSubtree(root);
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::treeDeleted(tree);
+#endif
 }
 
 std::uintptr_t BPlusNode::DeleteSubtree(BPlusNode* node)
@@ -177,6 +194,9 @@ std::uintptr_t BPlusNode::DeleteSubtree(BPlusNode* node)
         std::uintptr_t last = 0;
         if (node->m_pKeys != nullptr && node->m_nKeyCount > 0) {
             last = reinterpret_cast<std::uintptr_t>(node->m_pKeys[node->m_nKeyCount - 1]);
+#ifdef ZARNCRT_CHECKED
+            zarn::btreecheck::leafReleased(node->m_pKeys, node->m_nKeyCount);
+#endif
         }
         delete node;
         return last;

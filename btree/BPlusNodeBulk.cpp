@@ -3,6 +3,7 @@
 #include "btree/BPlusKey.h"
 #include "btree/BPlusNode.h"
 #include "btree/BPlusNodeInternal.h"
+#include "btree/CheckedTrees.h"
 #include "core/QorCore.h"
 
 using zarn::KeyBlock;
@@ -46,6 +47,12 @@ bool before(BPlusKey* a, Summary const& sa, BPlusKey* b, Summary const& sb)
 
 BPlusNode* BPlusNode::BuildFromSorted(BPlusKey** keys, int count)
 {
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::Tree* tree = nullptr;
+    if (!zarn::btreecheck::enterRootOperation(this, true, "BPlusNode::BuildFromSorted", &tree)) {
+        return this;  // destroyed: nothing there to load into
+    }
+#endif
     if (!IsValid() || m_bLeaf || m_nKeyCount != 0 || m_nPointerCount != 0 || count < 0 ||
         (count > 0 && keys == nullptr)) {
         return this;
@@ -70,6 +77,9 @@ BPlusNode* BPlusNode::BuildFromSorted(BPlusKey** keys, int count)
     int made = 0;
     for (; made < leaves && sorted; ++made) {
         BPlusNode* leaf = New();
+#ifdef ZARNCRT_CHECKED
+        zarn::btreecheck::nodeMade(tree, leaf);
+#endif
         leaf->SetLeafNode(true);
         if (made > 0) {
             leaf->m_pPrevLeaf = level[made - 1];
@@ -121,6 +131,9 @@ BPlusNode* BPlusNode::BuildFromSorted(BPlusKey** keys, int count)
         for (int n = 0; n < parents; ++n) {
             const int size = groupSize(n, parents, nodes, m, zarn::minIndexPointers(m));
             BPlusNode* parent = New();
+#ifdef ZARNCRT_CHECKED
+            zarn::btreecheck::nodeMade(tree, parent);
+#endif
             parent->AdoptChildren(level + child, lastKeys, child, size);
             // In place: slot n is read only by groups before it.
             level[n] = parent;
@@ -133,6 +146,9 @@ BPlusNode* BPlusNode::BuildFromSorted(BPlusKey** keys, int count)
     AdoptChildren(level, lastKeys, 0, nodes);
     QorMemFree(level);
     QorMemFree(lastKeys.keys());
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::treeLoaded(tree, keys, count);
+#endif
     return this;
 }
 

@@ -10,6 +10,7 @@
 #include "btree/BPlusKey.h"
 #include "btree/BPlusNode.h"
 #include "btree/BPlusNodeInternal.h"
+#include "btree/CheckedTrees.h"
 #include "core/QorCore.h"
 
 using zarn::KeyBlock;
@@ -29,6 +30,12 @@ void copyPointers(BPlusNode** to, BPlusNode* const* from, int count)
 
 BPlusNode* BPlusNode::Add(BPlusKey* key, bool bReplaceData)
 {
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::Tree* tree = nullptr;
+    if (!zarn::btreecheck::enterAdd(this, key, &tree)) {
+        return this;  // destroyed: nothing there to add to
+    }
+#endif
     if (key == nullptr || !IsValid()) {
         return this;  // nothing stored: the key stays the caller's
     }
@@ -56,6 +63,9 @@ BPlusNode* BPlusNode::Add(BPlusKey* key, bool bReplaceData)
     }
     if (!leaf->IsFull()) {
         leaf->InsertLeafAt(key, position, descent.probe);
+#ifdef ZARNCRT_CHECKED
+        zarn::btreecheck::keyStored(tree, key);
+#endif
         if (descent.depth > 0) {
             Slots::rehint(descent.nodes[descent.depth - 1], descent.slots[descent.depth - 1]);
         }
@@ -67,6 +77,10 @@ BPlusNode* BPlusNode::Add(BPlusKey* key, bool bReplaceData)
     if (right == nullptr) {
         return this;
     }
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::nodeMade(tree, right);
+    zarn::btreecheck::keyStored(tree, key);
+#endif
     BPlusKey* separator = leaf->m_pKeys[leaf->m_nKeyCount - 1];
     BPlusNode* current = leaf;
     for (int level = descent.depth - 1; level >= 0; --level) {
@@ -82,6 +96,9 @@ BPlusNode* BPlusNode::Add(BPlusKey* key, bool bReplaceData)
         if (right == nullptr) {
             return this;
         }
+#ifdef ZARNCRT_CHECKED
+        zarn::btreecheck::nodeMade(tree, right);
+#endif
     }
     // The root itself has split: a new root above the two halves.
     BPlusNode* root = New();
@@ -91,6 +108,9 @@ BPlusNode* BPlusNode::Add(BPlusKey* key, bool bReplaceData)
     root->m_nPointerCount = 2;
     root->m_nKeyCount = 1;
     Slots::makeHinted(root);
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::rootChanged(tree, root);
+#endif
     return root;
 }
 
@@ -125,6 +145,11 @@ void BPlusNode::AppendEdgeLeaf(BPlusKey* key, Summary const& summary)
         }
     }
     leaf->InsertLeafAt(key, 0, summary);
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::Tree* tree = zarn::btreecheck::treeOf(this);
+    zarn::btreecheck::nodeMade(tree, leaf);
+    zarn::btreecheck::keyStored(tree, key);
+#endif
     Slots::makeHinted(receiver);  // a root made by the caller has no hint room yet
     Slots::rehint(receiver, slot);
 }

@@ -9,6 +9,7 @@
 #include "btree/BPlusKey.h"
 #include "btree/BPlusNode.h"
 #include "btree/BPlusNodeInternal.h"
+#include "btree/CheckedTrees.h"
 
 using zarn::KeyBlock;
 
@@ -52,6 +53,12 @@ private:
 
 BPlusNode* BPlusNode::Remove(BPlusKey* key, BPlusKey** ppRemoved)
 {
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::Tree* tree = nullptr;
+    if (!zarn::btreecheck::enterRootOperation(this, false, "BPlusNode::Remove", &tree)) {
+        return this;  // destroyed: nothing there to remove from
+    }
+#endif
     if (ppRemoved != nullptr) {
         *ppRemoved = nullptr;
     }
@@ -64,6 +71,9 @@ BPlusNode* BPlusNode::Remove(BPlusKey* key, BPlusKey** ppRemoved)
     }
     removal.rebalance();
     removal.replaceSharedBound();
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::keyRemoved(tree, removal.removed, removal.root);
+#endif
     if (ppRemoved != nullptr) {
         *ppRemoved = removal.removed;
     } else {
@@ -114,7 +124,11 @@ void BPlusNode::Removal::rebalance()
         while (root->m_nPointerCount == 1 && root->m_nKeyCount == 0 &&
                !root->m_pPointers[0]->m_bLeaf) {
             BPlusNode* child = root->m_pPointers[0];
-            delete root;  // frees its arrays only; the child lives on
+#ifdef ZARNCRT_CHECKED
+            zarn::btreecheck::destroyNode(root, "BPlusNode::Remove");
+#else
+            delete root;          // frees its arrays only; the child lives on
+#endif
             root = child;
         }
         // A leaf merged with siblings that were below their minimum too (the
@@ -230,7 +244,11 @@ void BPlusNode::Removal::merge(BPlusNode* parent, int left)
     upper.clearAll();
     r->m_nKeyCount = 0;
     r->m_nPointerCount = 0;
-    delete r;  // every slot is NULL: it destroys no key
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::destroyNode(r, "BPlusNode::Remove");
+#else
+    delete r;                     // every slot is NULL: it destroys no key
+#endif
 
     // The merged child keeps r's bound, if any, at slot left.
     removeKeySlot(parent, left);
@@ -303,7 +321,11 @@ bool BPlusNode::Removal::clearEmptyRoot()
         root->m_pPointers[0]->m_nKeyCount != 0) {
         return false;
     }
+#ifdef ZARNCRT_CHECKED
+    zarn::btreecheck::destroyNode(root->m_pPointers[0], "BPlusNode::Remove");
+#else
     delete root->m_pPointers[0];  // empty: holds no key
+#endif
     root->m_pPointers[0] = nullptr;
     root->m_nPointerCount = 0;
     for (int i = 0; i < root->m_nKeyCount; ++i) {

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "btree/BPlusKey.h"
+#include "btree/CheckedKeys.h"
 #include "core/QorCore.h"
 
 namespace zarn {
@@ -14,6 +15,9 @@ namespace zarn {
 inline void releaseData(IBPlusData* data)
 {
     if (data->Dealloc()) {
+#ifdef ZARNCRT_CHECKED
+        btreecheck::dataDeleted(data);
+#endif
         delete data;
     }
 }
