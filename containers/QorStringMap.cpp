@@ -9,6 +9,7 @@
 #include <cstring>
 #include <typeinfo>
 
+#include "containers/MapItemLife.h"
 #include "core/Limits.h"
 #include "core/OutOfMemory.h"
 #include "core/QorCore.h"
@@ -363,8 +364,8 @@ void QorStringMap::moveItems(Bucket** oldBuckets, int oldCount)
         MapItem* item = items[k];
         if (!movable(item)) {
             MapItem* copy = zarn::make<MapItem>(item->key, item->value);
-            item->setDeallocate(eQorAllocNone);
-            delete item;
+            item->deallocate = eQorAllocNone;
+            zarn::stringmap::destroyItem(item, "QorStringMap growth step", this);
             items[k] = item = copy;
         }
         slots[k] = hashBytes(item->key.getBufferPointer(), item->key.length()) % bucketCount;
@@ -379,6 +380,6 @@ void QorStringMap::moveItems(Bucket** oldBuckets, int oldCount)
         } else if (to->count() > 0) {
             ++collisions;
         }
-        to->add(items[k]);
+        zarn::stringmap::appendLiveItem(*to, items[k]);
     }
 }

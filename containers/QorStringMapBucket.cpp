@@ -1,6 +1,7 @@
 // QorStringMap::Bucket: the ordered items of one slot.
 #include <cstring>
 
+#include "containers/MapItemLife.h"
 #include "containers/QorStringMap.h"
 #include "core/Limits.h"
 #include "core/OutOfMemory.h"
@@ -47,7 +48,8 @@ QorStringMap::Bucket::Bucket(EQorAllocMode mode) : deallocate(mode) {}
 QorStringMap::Bucket::~Bucket()
 {
     for (int i = 0; i < items.size(); ++i) {
-        delete static_cast<MapItem*>(items.get(i));
+        zarn::stringmap::destroyItem(static_cast<MapItem*>(items.get(i)),
+                                     "QorStringMap::Bucket::~Bucket", this);
     }
 }
 
@@ -55,7 +57,7 @@ void QorStringMap::Bucket::setDeallocate(EQorAllocMode mode)
 {
     deallocate = mode;
     for (int i = 0; i < items.size(); ++i) {
-        static_cast<MapItem*>(items.get(i))->setDeallocate(mode);
+        static_cast<MapItem*>(items.get(i))->deallocate = mode;
     }
 }
 
@@ -64,8 +66,10 @@ void QorStringMap::Bucket::add(MapItem* item)
     if (item == nullptr) {
         return;
     }
-    item->setDeallocate(deallocate);
-    items.append(item);
+#ifdef ZARNCRT_CHECKED
+    zarn::stringmap::checkItemAlive(item, "QorStringMap::Bucket::add", this);
+#endif
+    zarn::stringmap::appendLiveItem(*this, item);
 }
 
 void QorStringMap::Bucket::add(char const* keyText, void* value)
@@ -73,12 +77,12 @@ void QorStringMap::Bucket::add(char const* keyText, void* value)
     if (keyText == nullptr) {
         return;
     }
-    add(zarn::make<MapItem>(keyText, value));
+    zarn::stringmap::appendLiveItem(*this, zarn::make<MapItem>(keyText, value));
 }
 
 void QorStringMap::Bucket::add(CStringBuffer& source, void* value)
 {
-    add(zarn::make<MapItem>(source, value));
+    zarn::stringmap::appendLiveItem(*this, zarn::make<MapItem>(source, value));
 }
 
 int QorStringMap::Bucket::count()
@@ -106,6 +110,9 @@ QorStringMap::MapItem* QorStringMap::Bucket::get(CStringBuffer& source)
 
 void QorStringMap::Bucket::remove(MapItem* item)
 {
+#ifdef ZARNCRT_CHECKED
+    zarn::stringmap::checkItemAlive(item, "QorStringMap::Bucket::remove", this);
+#endif
     for (int i = 0; i < items.size(); ++i) {
         if (items.get(i) == item) {
             remove(i);
@@ -134,7 +141,7 @@ void QorStringMap::Bucket::remove(int i)
     }
     auto* item = static_cast<MapItem*>(items.get(i));
     items.remove(i);
-    delete item;
+    zarn::stringmap::destroyItem(item, "QorStringMap::Bucket::remove", this);
 }
 
 int QorStringMap::Bucket::indexOfText(char const* keyText, int n)

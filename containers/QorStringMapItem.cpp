@@ -1,6 +1,7 @@
 // QorStringMap::MapItem: one key copy, one value, one release mode.
 #include <cstdlib>
 
+#include "containers/MapItemLife.h"
 #include "containers/QorStringMap.h"
 #include "core/Limits.h"
 
@@ -31,5 +32,8 @@ QorStringMap::MapItem::~MapItem()
 
 void QorStringMap::MapItem::setDeallocate(EQorAllocMode mode)
 {
+#ifdef ZARNCRT_CHECKED
+    zarn::stringmap::checkItemAlive(this, "QorStringMap::MapItem::setDeallocate", this);
+#endif
     deallocate = mode;
 }

@@ -42,6 +42,20 @@ public:
         return table.count(address) != 0;
     }
 
+    // Moves the value recorded for address into *value and forgets the
+    // address, in one step under the lock; false when it was not recorded.
+    bool take(const void* address, Value* value)
+    {
+        std::lock_guard<std::mutex> guard(lock);
+        auto found = table.find(address);
+        if (found == table.end()) {
+            return false;
+        }
+        *value = std::move(found->second);
+        table.erase(found);
+        return true;
+    }
+
     // Forgets address; false when it was not recorded.
     bool erase(const void* address)
     {

@@ -1,6 +1,9 @@
 // Memory blocks and text copies of the runtime core library.
 #include "core/OutOfMemory.h"
 #include "core/QorCore.h"
+#ifdef ZARNCRT_CHECKED
+#include "core/CheckedBlocks.h"
+#endif
 
 #include <cstdlib>
 #include <cstring>
@@ -19,18 +22,29 @@ void* QorMemAlloc(size_t size)
     void* block = zarn::checked(std::malloc(bytes), "QorMemAlloc", bytes);
     __asm__("" : "+r"(block));
     std::memset(block, 0, bytes);
+#ifdef ZARNCRT_CHECKED
+    zarn::misuse::recordBlock(block, bytes);
+#endif
     return block;
 }
 
 void* QorMemRealloc(void* block, size_t size)
 {
     const size_t bytes = size == 0 ? 1 : size;
+#ifdef ZARNCRT_CHECKED
+    return zarn::misuse::moveBlock(block, bytes);
+#else
     return zarn::checked(std::realloc(block, bytes), "QorMemRealloc", bytes);
+#endif
 }
 
 void QorMemFree(void* block)
 {
+#ifdef ZARNCRT_CHECKED
+    zarn::misuse::releaseBlock(block);
+#else
     std::free(block);
+#endif
 }
 
 char* QorStrDup(const char* text)
@@ -39,6 +53,9 @@ char* QorStrDup(const char* text)
     const size_t bytes = std::strlen(source) + 1;
     char* copy = static_cast<char*>(zarn::checked(std::malloc(bytes), "QorStrDup", bytes));
     std::memcpy(copy, source, bytes);
+#ifdef ZARNCRT_CHECKED
+    zarn::misuse::recordBlock(copy, bytes);
+#endif
     return copy;
 }
 

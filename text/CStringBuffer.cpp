@@ -44,7 +44,7 @@ char* newBlock(long long size, const char* where)
     return static_cast<char*>(checked(std::calloc(1, bytes), where, bytes));
 }
 
-char* resizeBlock(char* old, int size, long long textBytes)
+char* copiedBlock(const char* old, int size, long long textBytes)
 {
     const int bytes = std::max(size, 1);
     auto* block = static_cast<char*>(
@@ -52,7 +52,6 @@ char* resizeBlock(char* old, int size, long long textBytes)
     if (old != nullptr) {
         // calloc zero-filled the block, so the byte after the copy terminates it.
         QorMemCopy(block, old, std::min(textBytes, static_cast<long long>(bytes) - 1));
-        std::free(old);
     }
     return block;
 }
@@ -96,7 +95,9 @@ char* CStringBuffer::reallocString(char* oldBlock, int size)
     // Without the old block's size, its text up to the first NUL is all that
     // is known to lie inside it.
     const long long textBytes = oldBlock != nullptr ? std::strlen(oldBlock) : 0;
-    return zarn::text::resizeBlock(oldBlock, size, textBytes);
+    char* block = zarn::text::copiedBlock(oldBlock, size, textBytes);
+    std::free(oldBlock);
+    return block;
 }
 
 void CStringBuffer::freeString(char* block)
@@ -131,8 +132,9 @@ CStringBuffer::CStringBuffer(CStringBuffer const& other) : blockSize(kDefaultBlo
 
 CStringBuffer::~CStringBuffer()
 {
-    freeString(buffer);
-    freeString(writeBuffer);
+    zarn::text::releaseBlock(buffer, bufSize, zarn::text::kStorageKind, "~CStringBuffer", this);
+    zarn::text::releaseBlock(writeBuffer, writeBufSize, zarn::text::kWriteBufferKind,
+                             "~CStringBuffer", this);
 }
 
 // --- Assignment
@@ -150,7 +152,8 @@ CStringBuffer& CStringBuffer::set(char const* text, int count)
         const int newSize = growthSize(count, blockSize, "CStringBuffer::set");
         char* block = zarn::text::newBlock(newSize + 1LL, "CStringBuffer::set");
         QorMemCopy(block, text, count);
-        freeString(buffer);
+        zarn::text::releaseBlock(buffer, bufSize, zarn::text::kStorageKind, "CStringBuffer::set",
+                                 this);
         buffer = block;
         bufSize = newSize;
     }
@@ -208,7 +211,8 @@ CStringBuffer& CStringBuffer::attach(char* block, int length, int size)
         return *this;
     }
     if (block != buffer) {
-        freeString(buffer);
+        zarn::text::releaseBlock(buffer, bufSize, zarn::text::kStorageKind, "CStringBuffer::attach",
+                                 this);
     }
     if (length <= 0) {
         length = measure(block, "CStringBuffer::attach");
@@ -238,7 +242,8 @@ char* CStringBuffer::detach()
 
 char* CStringBuffer::getBufferSetLength(int size)
 {
-    freeString(writeBuffer);
+    zarn::text::releaseBlock(writeBuffer, writeBufSize, zarn::text::kWriteBufferKind,
+                             "CStringBuffer::getBufferSetLength", this);
     const int chosen = size > 0 ? size : blockSize;
     writeBuffer = allocString(chosen);
     writeBufSize = chosen;
@@ -259,7 +264,8 @@ void CStringBuffer::releaseBuffer(bool keep, int count)
         }
         set(writeBuffer, std::min(count, writeBufSize));
     }
-    freeString(writeBuffer);
+    zarn::text::releaseBlock(writeBuffer, writeBufSize, zarn::text::kWriteBufferKind,
+                             "CStringBuffer::releaseBuffer", this);
     writeBuffer = nullptr;
     writeBufSize = 0;
 }
@@ -270,7 +276,10 @@ void CStringBuffer::assureBufSize(int size)
         return;
     }
     const int newSize = growthSize(size, blockSize, "CStringBuffer::assureBufSize");
-    buffer = zarn::text::resizeBlock(buffer, newSize, len);
+    char* block = zarn::text::copiedBlock(buffer, newSize, len);
+    zarn::text::releaseBlock(buffer, bufSize, zarn::text::kStorageKind,
+                             "CStringBuffer::assureBufSize", this);
+    buffer = block;
     bufSize = newSize;
     endPtr = buffer + len;
 }

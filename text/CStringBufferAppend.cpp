@@ -34,7 +34,12 @@ CStringBuffer& CStringBuffer::append(char const* text, int count)
         const auto start = reinterpret_cast<std::uintptr_t>(buffer);
         const bool ownText = at >= start && at - start < static_cast<std::uintptr_t>(bufSize);
         const std::uintptr_t offset = ownText ? at - start : 0;
+#ifdef ZARNCRT_CHECKED
+        buffer =
+            zarn::text::movedBlock(buffer, bufSize, len, newSize, "CStringBuffer::append", this);
+#else
         buffer = zarn::text::extendBlock(buffer, len, newSize, "CStringBuffer::append");
+#endif
         bufSize = newSize;
         endPtr = buffer + len;
         QorMemCopy(endPtr, ownText ? buffer + offset : text, count);

@@ -220,7 +220,8 @@ CStringBuffer& CStringBuffer::insert(CStringBuffer& text, int position)
         std::memcpy(block, buffer, head);
         std::memcpy(block + head, text.buffer, middle);
         std::memcpy(block + head + middle, buffer + head, tail);
-        freeString(buffer);
+        zarn::text::releaseBlock(buffer, bufSize, zarn::text::kStorageKind, "CStringBuffer::insert",
+                                 this);
         buffer = block;
         bufSize = newSize;
     } else {
@@ -293,7 +294,10 @@ CStringBuffer& CStringBuffer::replace(char const* search, char const* replacemen
             newLength += extra;
         }
         if (size > bufSize) {
-            buffer = zarn::text::resizeBlock(buffer, static_cast<int>(size), len);
+            char* block = zarn::text::copiedBlock(buffer, static_cast<int>(size), len);
+            zarn::text::releaseBlock(buffer, bufSize, zarn::text::kStorageKind,
+                                     "CStringBuffer::replace", this);
+            buffer = block;
             bufSize = static_cast<int>(size);
         }
         replaceLonger(buffer, len, static_cast<int>(newLength), search, searchLength, replacement,
