@@ -15,14 +15,16 @@
 #include <mutex>
 #include <unordered_map>
 
-#include "btree/AddressMap.h"
 #include "btree/CheckedTrees.h"
 #include "btree/KeyTypes.h"
+#include "core/AddressMap.h"
 
 class BPlusNode;
 
 namespace zarn {
 namespace btreecheck {
+
+using misuse::AddressMap;
 
 struct Tree {
     std::atomic<std::uint64_t> generation{0};

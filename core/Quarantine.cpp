@@ -1,5 +1,6 @@
-// Poisoned blocks in a bounded first-in, first-out queue, with an index by
+// Poisoned blocks in a bounded first-in, first-out ring, with an index by
 // address so that a library call can ask whether its object was destroyed.
+// Both are flat arrays made once: keeping a block costs no allocation.
 #include "core/Quarantine.h"
 
 #include "core/MisuseReport.h"
@@ -7,9 +8,10 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <deque>
 #include <mutex>
-#include <unordered_map>
+#include <vector>
+
+#include "core/AddressMap.h"
 
 namespace zarn {
 namespace misuse {
@@ -34,37 +36,38 @@ public:
             entry.release(entry.block);
             return;
         }
-        queue.push_back(entry);
-        byAddress[entry.block] += 1;
-        heldBytes += entry.bytes;
-        while (heldBytes > kMaxBytes || queue.size() > kMaxBlocks) {
-            Entry oldest = queue.front();
-            forget(oldest);
+        if (ring.empty()) {
+            ring.resize(kMaxBlocks);
+        }
+        // Room first: the oldest blocks leave until the new one fits.
+        while (count > 0 && (count == kMaxBlocks || heldBytes + entry.bytes > kMaxBytes)) {
+            Entry oldest = takeOldest();
             guard.unlock();
             checkAndRelease(oldest);
             guard.lock();
-            if (queue.empty()) {
-                break;
-            }
         }
+        ring[(first + count) % kMaxBlocks] = entry;
+        ++count;
+        byAddress[entry.block] += 1;
+        heldBytes += entry.bytes;
     }
 
     bool holds(const void* block)
     {
         std::lock_guard<std::mutex> guard(lock);
-        return byAddress.count(block) != 0;
+        return byAddress.find(block) != nullptr;
     }
 
     // Everything out, checked. With `close`, later blocks are freed at once
     // (the process is exiting; the summary comes next).
     void drain(bool close)
     {
-        std::deque<Entry> all;
+        std::vector<Entry> all;
         {
             std::lock_guard<std::mutex> guard(lock);
-            all.swap(queue);
-            byAddress.clear();
-            heldBytes = 0;
+            while (count > 0) {
+                all.push_back(takeOldest());
+            }
             closed = closed || close;
         }
         for (const Entry& entry : all) {
@@ -73,14 +76,15 @@ public:
     }
 
 private:
-    void forget(const Entry& entry)
+    // Takes the oldest block out of the ring and the index (under the lock).
+    Entry takeOldest()
     {
-        queue.pop_front();
+        const Entry entry = ring[first];
+        first = (first + 1) % kMaxBlocks;
+        --count;
         heldBytes -= entry.bytes;
-        auto found = byAddress.find(entry.block);
-        if (found != byAddress.end() && --found->second == 0) {
-            byAddress.erase(found);
-        }
+        byAddress.eraseUnless(entry.block, [](int& copies) { return --copies > 0; });
+        return entry;
     }
 
     // Offset of the first byte of block that is not the poison (bytes when
@@ -121,8 +125,10 @@ private:
     }
 
     std::mutex lock;
-    std::deque<Entry> queue;
-    std::unordered_map<const void*, int> byAddress;
+    std::vector<Entry> ring;  // kMaxBlocks entries once the first block came
+    std::size_t first = 0;    // the oldest entry
+    std::size_t count = 0;
+    AddressMap<int> byAddress;  // how many entries hold each block address
     std::size_t heldBytes = 0;
     bool closed = false;
 };

@@ -20,9 +20,9 @@ constexpr unsigned char kPoison = 0xDB;
 // Quarantined bytes kept at most; older blocks are checked and freed to make
 // room. A single block larger than this is checked over its first
 // kMaxBytes / 4 bytes only, and kept like the others.
-constexpr std::size_t kMaxBytes = std::size_t{32} << 20;
+constexpr std::size_t kMaxBytes = std::size_t{8} << 20;
 // Quarantined blocks kept at most, whatever their size.
-constexpr std::size_t kMaxBlocks = 1 << 16;
+constexpr std::size_t kMaxBlocks = 1 << 14;
 
 // What frees a block when it leaves the quarantine (free, operator delete).
 using Release = void (*)(void* block);

@@ -14,6 +14,9 @@
 namespace zarn::text {
 namespace {
 
+// Storage of this many bytes or more grows in place (see movedBlock).
+constexpr int kLargeStorage = 64 * 1024;
+
 void releaseToLibc(void* block)
 {
     std::free(block);
@@ -30,6 +33,14 @@ void quarantineBlock(char* block, int bytes, const char* kind, const char* call,
 char* movedBlock(char* old, int oldSize, int textBytes, int size, const char* where,
                  const void* owner)
 {
+    // Large storage grows in place where the allocator can, as in the normal
+    // build: moving it at every growth step would copy the whole text each
+    // time, and an append loop would become quadratic in the text's length.
+    // Stale pointers into such storage are found when it is replaced or
+    // destroyed, not when it grows.
+    if (oldSize >= kLargeStorage) {
+        return extendBlock(old, textBytes, size, where);
+    }
     // newBlock rounds and zero-fills exactly as extendBlock leaves the block.
     char* block = newBlock(size, where);
     QorMemCopy(block, old, textBytes);

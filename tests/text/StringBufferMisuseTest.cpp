@@ -18,14 +18,16 @@
 namespace {
 
 constexpr int kStep = 16;
-// Storage of this many bytes fills the quarantine on its own: releasing it
-// sends every older block out, checked.
-constexpr int kQuarantineBytes = 32 << 20;
+// More released blocks than the quarantine keeps: releasing them sends
+// every older block out, checked.
+constexpr int kQuarantineBlocks = 70000;
 
 // Sends every block released so far out of the quarantine, checked.
 void flushQuarantine()
 {
-    CStringBuffer filling(kQuarantineBytes);
+    for (int i = 0; i < kQuarantineBlocks; ++i) {
+        CStringBuffer filling("filling");
+    }
 }
 
 const char* const kStaleWrite = "^zarncrt checked: write through a stale pointer: ";

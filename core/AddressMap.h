@@ -1,21 +1,19 @@
 // Internal (not installed): a map from addresses to small values, for the
-// checked build's records of trees (CheckedTrees.cpp).
+// checked build's records (trees, keys, live blocks, the quarantine's index).
 //
 // Open addressing with linear probing in one array: no allocation per entry,
 // so that recording every key a bulk load takes, and forgetting every key
 // DeleteTree destroys, costs about one cache miss per key rather than an
 // allocation or a free. Not locked: its owner locks.
-#ifndef ZARNCRT_BTREE_ADDRESSMAP_H
-#define ZARNCRT_BTREE_ADDRESSMAP_H
+#ifndef ZARNCRT_CORE_ADDRESSMAP_H
+#define ZARNCRT_CORE_ADDRESSMAP_H
 
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
-#include "btree/NodeKeyBlock.h"
-
 namespace zarn {
-namespace btreecheck {
+namespace misuse {
 
 template <typename Value>
 class AddressMap {
@@ -60,7 +58,7 @@ public:
     void prefetch(const void* address) const
     {
         if (!slots.empty()) {
-            zarn::prefetch(&slots[home(address)]);
+            __builtin_prefetch(&slots[home(address)]);
         }
     }
 
@@ -187,7 +185,7 @@ private:
     std::size_t live = 0;
 };
 
-}  // namespace btreecheck
+}  // namespace misuse
 }  // namespace zarn
 
 #endif

@@ -6,11 +6,11 @@
 #include <random>
 #include <unordered_map>
 
-#include "btree/AddressMap.h"
+#include "core/AddressMap.h"
 
 namespace {
 
-using zarn::btreecheck::AddressMap;
+using zarn::misuse::AddressMap;
 
 const void* address(int i)
 {
