@@ -19,7 +19,11 @@ void recordBlock(void* block, std::size_t bytes);
 
 // QorMemFree of the checked build: a recorded block is forgotten and
 // quarantined; any other address but NULL is reported and left alone.
-void releaseBlock(void* block);
+// caller is the address QorMemFree returns to: a block that the class
+// library releases itself (a node's arrays, a key's texts: never the
+// application's) is checked the same way but goes back to the allocator at
+// once, so that a tree insertion does not pay for the quarantine.
+void releaseBlock(void* block, const void* caller);
 
 // QorMemRealloc of the checked build: the contents of a recorded block move
 // to a new block of bytes bytes (always a new address, so that the old block

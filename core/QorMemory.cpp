@@ -41,7 +41,7 @@ void* QorMemRealloc(void* block, size_t size)
 void QorMemFree(void* block)
 {
 #ifdef ZARNCRT_CHECKED
-    zarn::misuse::releaseBlock(block);
+    zarn::misuse::releaseBlock(block, __builtin_return_address(0));
 #else
     std::free(block);
 #endif
