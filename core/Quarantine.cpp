@@ -20,6 +20,7 @@ namespace {
 struct Entry {
     void* block;
     std::size_t bytes;  // poisoned bytes: the ones checked on the way out
+    std::size_t held;   // the block's size, which the quarantine's bound counts
     Release release;
     const char* kind;
     const char* call;
@@ -40,7 +41,7 @@ public:
             ring.resize(kMaxBlocks);
         }
         // Room first: the oldest blocks leave until the new one fits.
-        while (count > 0 && (count == kMaxBlocks || heldBytes + entry.bytes > kMaxBytes)) {
+        while (count > 0 && (count == kMaxBlocks || heldBytes + entry.held > kMaxBytes)) {
             Entry oldest = takeOldest();
             guard.unlock();
             checkAndRelease(oldest);
@@ -49,7 +50,7 @@ public:
         ring[(first + count) % kMaxBlocks] = entry;
         ++count;
         byAddress[entry.block] += 1;
-        heldBytes += entry.bytes;
+        heldBytes += entry.held;
     }
 
     bool holds(const void* block)
@@ -82,7 +83,7 @@ private:
         const Entry entry = ring[first];
         first = (first + 1) % kMaxBlocks;
         --count;
-        heldBytes -= entry.bytes;
+        heldBytes -= entry.held;
         byAddress.eraseUnless(entry.block, [](int& copies) { return --copies > 0; });
         return entry;
     }
@@ -146,15 +147,22 @@ Quarantine& theQuarantine()
 
 }  // namespace
 
-void quarantine(void* block, std::size_t bytes, Release release, const char* kind, const char* call,
-                const void* owner)
+void quarantineWatched(void* block, std::size_t watched, std::size_t size, Release release,
+                       const char* kind, const char* call, const void* owner)
 {
     if (block == nullptr) {
         return;
     }
-    const std::size_t poisoned = bytes <= kMaxBytes ? bytes : kMaxBytes / 4;
+    const std::size_t poisoned = std::min(watched, kMaxBytes / 4);
+    const std::size_t held = std::min(std::max(size, poisoned), kMaxBytes);
     std::memset(block, kPoison, poisoned);
-    theQuarantine().add(Entry{block, poisoned, release, kind, call, owner});
+    theQuarantine().add(Entry{block, poisoned, held, release, kind, call, owner});
+}
+
+void quarantine(void* block, std::size_t bytes, Release release, const char* kind, const char* call,
+                const void* owner)
+{
+    quarantineWatched(block, bytes, bytes, release, kind, call, owner);
 }
 
 bool isQuarantined(const void* block)

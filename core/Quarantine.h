@@ -18,8 +18,8 @@ namespace misuse {
 // The byte every quarantined block is filled with.
 constexpr unsigned char kPoison = 0xDB;
 // Quarantined bytes kept at most; older blocks are checked and freed to make
-// room. A single block larger than this is checked over its first
-// kMaxBytes / 4 bytes only, and kept like the others.
+// room. The bound counts whole blocks (a block larger than it is kept alone);
+// each is poisoned and checked over its first kMaxBytes / 4 bytes at most.
 constexpr std::size_t kMaxBytes = std::size_t{8} << 20;
 // Quarantined blocks kept at most, whatever their size.
 constexpr std::size_t kMaxBlocks = 1 << 14;
@@ -34,6 +34,11 @@ using Release = void (*)(void* block);
 // After the process began to exit the block is released at once.
 void quarantine(void* block, std::size_t bytes, Release release, const char* kind, const char* call,
                 const void* owner);
+
+// quarantine() of a block of which only the first `watched` of its `size`
+// bytes are poisoned and checked; the quarantine's bound counts all of them.
+void quarantineWatched(void* block, std::size_t watched, std::size_t size, Release release,
+                       const char* kind, const char* call, const void* owner);
 
 // True while block (the address quarantine() was given) is in the
 // quarantine: a library call on such an object is a use after destruction.

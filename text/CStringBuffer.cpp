@@ -132,8 +132,7 @@ CStringBuffer::CStringBuffer(CStringBuffer const& other) : blockSize(kDefaultBlo
 
 CStringBuffer::~CStringBuffer()
 {
-    zarn::text::releaseBlock(buffer, zarn::text::watchedBytes(bufSize, len),
-                             zarn::text::kStorageKind, "~CStringBuffer", this);
+    zarn::text::releaseBlock(buffer, bufSize, zarn::text::kStorageKind, "~CStringBuffer", this);
     zarn::text::releaseBlock(writeBuffer, writeBufSize, zarn::text::kWriteBufferKind,
                              "~CStringBuffer", this);
 }
@@ -153,8 +152,8 @@ CStringBuffer& CStringBuffer::set(char const* text, int count)
         const int newSize = growthSize(count, blockSize, "CStringBuffer::set");
         char* block = zarn::text::newBlock(newSize + 1LL, "CStringBuffer::set");
         QorMemCopy(block, text, count);
-        zarn::text::releaseBlock(buffer, zarn::text::watchedBytes(bufSize, len),
-                                 zarn::text::kStorageKind, "CStringBuffer::set", this);
+        zarn::text::releaseBlock(buffer, bufSize, zarn::text::kStorageKind, "CStringBuffer::set",
+                                 this);
         buffer = block;
         bufSize = newSize;
     }
@@ -212,8 +211,8 @@ CStringBuffer& CStringBuffer::attach(char* block, int length, int size)
         return *this;
     }
     if (block != buffer) {
-        zarn::text::releaseBlock(buffer, zarn::text::watchedBytes(bufSize, len),
-                                 zarn::text::kStorageKind, "CStringBuffer::attach", this);
+        zarn::text::releaseBlock(buffer, bufSize, zarn::text::kStorageKind, "CStringBuffer::attach",
+                                 this);
     }
     if (length <= 0) {
         length = measure(block, "CStringBuffer::attach");
@@ -278,8 +277,8 @@ void CStringBuffer::assureBufSize(int size)
     }
     const int newSize = growthSize(size, blockSize, "CStringBuffer::assureBufSize");
     char* block = zarn::text::copiedBlock(buffer, newSize, len);
-    zarn::text::releaseBlock(buffer, zarn::text::watchedBytes(bufSize, len),
-                             zarn::text::kStorageKind, "CStringBuffer::assureBufSize", this);
+    zarn::text::releaseBlock(buffer, bufSize, zarn::text::kStorageKind,
+                             "CStringBuffer::assureBufSize", this);
     buffer = block;
     bufSize = newSize;
     endPtr = buffer + len;

@@ -220,8 +220,8 @@ CStringBuffer& CStringBuffer::insert(CStringBuffer& text, int position)
         std::memcpy(block, buffer, head);
         std::memcpy(block + head, text.buffer, middle);
         std::memcpy(block + head + middle, buffer + head, tail);
-        zarn::text::releaseBlock(buffer, zarn::text::watchedBytes(bufSize, len),
-                                 zarn::text::kStorageKind, "CStringBuffer::insert", this);
+        zarn::text::releaseBlock(buffer, bufSize, zarn::text::kStorageKind, "CStringBuffer::insert",
+                                 this);
         buffer = block;
         bufSize = newSize;
     } else {
@@ -295,8 +295,8 @@ CStringBuffer& CStringBuffer::replace(char const* search, char const* replacemen
         }
         if (size > bufSize) {
             char* block = zarn::text::copiedBlock(buffer, static_cast<int>(size), len);
-            zarn::text::releaseBlock(buffer, zarn::text::watchedBytes(bufSize, len),
-                                     zarn::text::kStorageKind, "CStringBuffer::replace", this);
+            zarn::text::releaseBlock(buffer, bufSize, zarn::text::kStorageKind,
+                                     "CStringBuffer::replace", this);
             buffer = block;
             bufSize = static_cast<int>(size);
         }

@@ -1,15 +1,16 @@
 // The checked build's release of CStringBuffer blocks: into the quarantine,
 // poisoned, instead of back to the allocator. Only growth and destruction
-// come here, never an append that fits, so the cost (one lock and one hash
-// insertion in the quarantine, the poisoning of the old block, and for an
-// append that grows a copy of the text instead of a realloc) is paid once
-// per block.
+// come here, never an append that fits, so the cost (one lock and one index
+// insertion in the quarantine, the poisoning of the old block's text, and
+// for an append that grows a small block a copy of the text instead of a
+// realloc) is paid once per block.
 #include "core/OutOfMemory.h"
 #include "core/QorCore.h"
 #include "core/Quarantine.h"
 #include "text/StringStorage.h"
 
 #include <cstdlib>
+#include <cstring>
 
 namespace zarn::text {
 namespace {
@@ -22,12 +23,32 @@ void releaseToLibc(void* block)
     std::free(block);
 }
 
+// The bytes of a released block that are poisoned and watched. Of storage:
+// the text, its terminator and the 64 bytes after them, where a stale
+// pointer into the text writes; the rest of a large block (a map item's 4 KB
+// key buffer holds a few bytes of text) is left alone, so that releasing it
+// costs in proportion to its text, not to its size. A text with NUL bytes in
+// it is watched up to the first one. A write buffer is the caller's to fill
+// entirely: all of it.
+std::size_t watchedBytes(const char* block, std::size_t size, const char* kind)
+{
+    if (std::strcmp(kind, kStorageKind) != 0) {
+        return size;
+    }
+    const std::size_t text = strnlen(block, size);
+    return text + 65 < size ? text + 65 : size;
+}
+
 }  // namespace
 
 void quarantineBlock(char* block, int bytes, const char* kind, const char* call, const void* owner)
 {
-    misuse::quarantine(block, bytes > 0 ? static_cast<std::size_t>(bytes) : 0, releaseToLibc, kind,
-                       call, owner);
+    if (block == nullptr) {
+        return;
+    }
+    const std::size_t size = bytes > 0 ? static_cast<std::size_t>(bytes) : 0;
+    misuse::quarantineWatched(block, watchedBytes(block, size, kind), size, releaseToLibc, kind,
+                              call, owner);
 }
 
 char* movedBlock(char* old, int oldSize, int textBytes, int size, const char* where,

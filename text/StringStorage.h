@@ -42,16 +42,6 @@ char* movedBlock(char* old, int oldSize, int textBytes, int size, const char* wh
                  const void* owner);
 #endif
 
-// The bytes of a released storage block that the checked build poisons and
-// watches: the text, its terminator and the 64 bytes after them, where a
-// stale pointer into the text writes. The rest of a large block (a map
-// item's 4 KB key buffer holds a few bytes of text) is left alone, so that
-// releasing it costs in proportion to its text, not to its size.
-inline int watchedBytes(int size, int length)
-{
-    return length < size - 65 ? length + 65 : size;
-}
-
 // What a released storage block was, for the quarantine's reports.
 constexpr const char* kStorageKind = "CStringBuffer storage";
 constexpr const char* kWriteBufferKind = "CStringBuffer write buffer";
