@@ -57,6 +57,19 @@ void remember(BPlusCursor const* cursor, CursorRecord const& record)
     lastCursor.version = cursorVersion.load(std::memory_order_acquire);
 }
 
+// Under the lock: the record of cursor when it is known on root, else NULL
+// after recording it as placed now (a copied cursor, or one the records
+// lost, is judged from now on).
+CursorRecord* knownCursor(Records& r, BPlusCursor const* cursor, BPlusNode* root)
+{
+    auto found = r.cursors.find(cursor);
+    if (found == r.cursors.end() || found->second.root != root) {
+        remember(cursor, placeCursor(r, cursor, root));
+        return nullptr;
+    }
+    return &found->second;
+}
+
 void sweepCursors(Records& r)
 {
     if (r.cursors.size() < 2 * r.cursorsAfterSweep + kCursorSweepSlack) {
@@ -84,13 +97,11 @@ void cursorRepositioned(BPlusCursor const* cursor, BPlusNode* root, const char* 
 {
     Records& r = records();
     std::lock_guard<std::mutex> guard(r.lock);
-    auto found = r.cursors.find(cursor);
-    if (found == r.cursors.end() || found->second.root != root) {
-        // A copied cursor, or one the records lost: judged from now on.
-        remember(cursor, placeCursor(r, cursor, root));
+    CursorRecord* known = knownCursor(r, cursor, root);
+    if (known == nullptr) {
         return;
     }
-    CursorRecord& record = found->second;
+    CursorRecord& record = *known;
     if (record.tree != nullptr) {
         if (record.tree->deleted || record.tree->root != root) {
             misuse::report("cursor used after its tree changed",
@@ -108,12 +119,11 @@ void cursorStepRecorded(BPlusCursor const* cursor, BPlusNode* root, const char* 
 {
     Records& r = records();
     std::lock_guard<std::mutex> guard(r.lock);
-    auto found = r.cursors.find(cursor);
-    if (found == r.cursors.end() || found->second.root != root) {
-        remember(cursor, placeCursor(r, cursor, root));
+    CursorRecord* known = knownCursor(r, cursor, root);
+    if (known == nullptr) {
         return;
     }
-    CursorRecord& record = found->second;
+    CursorRecord& record = *known;
     if (record.tree != nullptr && record.tree->generation.load() != record.seen) {
         misuse::report("cursor used after its tree changed",
                        "%s on cursor %p of root %p: the tree was %s since the cursor was placed",

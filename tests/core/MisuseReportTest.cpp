@@ -24,7 +24,8 @@ void* newBlock(std::size_t bytes)
 
 TEST(MisuseReportDeathTest, ReportWritesTheLineAndAborts)
 {
-    EXPECT_DEATH(report("key deleted while a tree holds it", "~BPlusKey() on key %p", nullptr),
+    EXPECT_DEATH(report("key deleted while a tree holds it", "~BPlusKey() on key %p",
+                        static_cast<void*>(nullptr)),
                  "^zarncrt checked: key deleted while a tree holds it: ~BPlusKey\\(\\) on key");
 }
 
