@@ -87,4 +87,24 @@ TEST(QuarantineTest, TheOldestBlocksLeaveOnceTheBoundIsReached)
     drainQuarantine();
 }
 
+// The byte bound counts whole blocks, also those watched over a part only.
+TEST(QuarantineTest, TheOldestBlocksLeaveOnceTheBytesReachTheBound)
+{
+    using zarn::misuse::kMaxBytes;
+    using zarn::misuse::quarantineWatched;
+    drainQuarantine();
+    auto* first = newBlock(64);
+    quarantine(first, 64, std::free, "test block", "QuarantineTest", nullptr);
+    // A block said to be of the rest of the bound, watched over 8 bytes.
+    auto* large = newBlock(8);
+    quarantineWatched(large, 8, kMaxBytes - 64, std::free, "test block", "QuarantineTest", nullptr);
+    EXPECT_TRUE(isQuarantined(first)) << "the two blocks hold exactly the bound";
+    EXPECT_TRUE(isQuarantined(large)) << "the two blocks hold exactly the bound";
+    auto* one = newBlock(1);
+    quarantine(one, 1, std::free, "test block", "QuarantineTest", nullptr);
+    EXPECT_FALSE(isQuarantined(first)) << "one byte past the bound";
+    EXPECT_TRUE(isQuarantined(large)) << "the younger block stays";
+    drainQuarantine();
+}
+
 }  // namespace
