@@ -6,8 +6,12 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 namespace {
 
@@ -38,7 +42,49 @@ TEST(MisuseReportDeathTest, ReportModeGoesOnAndCountsAtExit)
             report("second", "call %d", 2);
             std::exit(zarn::misuse::reportedCount() == 2 ? 0 : 1);
         },
-        testing::ExitedWithCode(0), "zarncrt checked: 2 misuses reported by ");
+        testing::ExitedWithCode(0), "zarncrt checked: 2 misuses reported by misuse_report_test\n");
+}
+
+TEST(MisuseReportDeathTest, OneMisuseIsCountedInTheSingular)
+{
+    EXPECT_EXIT(
+        {
+            setenv("ZARNCRT_CHECKED", "report", 1);
+            report("only", "call");
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0), "zarncrt checked: 1 misuse reported by misuse_report_test\n");
+}
+
+// A detail too long for the line is cut, and the line still ends with its
+// line feed, before the backtrace. The child reads back its own stderr and
+// says by its exit status what it found.
+TEST(MisuseReportDeathTest, ALongReportIsCutToOneLine)
+{
+    EXPECT_EXIT(
+        {
+            setenv("ZARNCRT_CHECKED", "report", 1);
+            std::FILE* captured = std::tmpfile();
+            dup2(fileno(captured), STDERR_FILENO);
+            // 1024 bytes with the prefix: one past what the line holds.
+            const std::string detail(1024 - std::strlen("zarncrt checked: long: "), 'x');
+            report("long", "%s", detail.c_str());
+            std::rewind(captured);
+            char first[4096] = {};
+            if (std::fgets(first, sizeof first, captured) == nullptr) {
+                std::_Exit(1);
+            }
+            const std::string line = first;
+            const std::string start = "zarncrt checked: long: xxx";
+            if (line.compare(0, start.size(), start) != 0) {
+                std::_Exit(2);  // not the report line
+            }
+            if (line.back() != '\n') {
+                std::_Exit(3);  // no line feed
+            }
+            std::_Exit(line.size() == 1023 ? 0 : 4);  // 1022 bytes of text and the line feed
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 TEST(QuarantineTest, BlocksArePoisonedAndKnownUntilDrained)
